@@ -1,0 +1,47 @@
+# Checks the built library's dynamic symbol table against exports.def:
+#  - the defined dynamic symbols are exactly the QELR_EXPORT names;
+#  - the header declares each of them;
+#  - of the core's names, only its four operations are imported.
+execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE defined RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" defined_lines "${defined}")
+set(exported "")
+foreach(line IN LISTS defined_lines)
+  if(line MATCHES "^[0-9a-fA-F]+ [A-Za-z] ([A-Za-z0-9_@.]+)$")
+    list(APPEND exported ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+list(SORT exported)
+
+file(STRINGS ${EXPORTS_DEF} export_lines REGEX "^QELR_EXPORT\\(")
+set(expected "")
+foreach(line IN LISTS export_lines)
+  string(REGEX REPLACE "^QELR_EXPORT\\( *[0-9]+, *([A-Za-z0-9_]+),.*" "\\1" name "${line}")
+  list(APPEND expected ${name})
+endforeach()
+list(SORT expected)
+
+if(NOT exported STREQUAL expected)
+  message(FATAL_ERROR "exported symbols differ from exports.def\n  exported: ${exported}\n  expected: ${expected}")
+endif()
+
+file(READ ${HEADER} header_text)
+foreach(name IN LISTS expected)
+  if(NOT header_text MATCHES "[ *]${name}\\(")
+    message(FATAL_ERROR "${name} is exported but not declared in qelr.h")
+  endif()
+endforeach()
+
+execute_process(COMMAND nm -D --undefined-only ${LIBRARY} OUTPUT_VARIABLE undefined)
+string(REPLACE "\n" ";" undefined_lines "${undefined}")
+foreach(line IN LISTS undefined_lines)
+  if(line MATCHES " U ((qel|own)[A-Za-z0-9_]*)")
+    if(NOT CMAKE_MATCH_1 MATCHES "^(qelMalloc|qelFree|qelGetEnabledCpuFeatures|ownGetNumThreads)$")
+      message(FATAL_ERROR "the library imports ${CMAKE_MATCH_1} from the core")
+    endif()
+  endif()
+endforeach()
+list(LENGTH expected count)
+message(STATUS "${count} exports, as listed")
