@@ -225,14 +225,13 @@ typedef struct qelrKDTreeBuildParams {
  *   tree, vertices, triangles or treeSize null      StatusNullPointer
  *   vertexCount or triangleCount negative           StatusBadSize
  *   params null                                     StatusNullPointer
+ *   mode neither KDTreeModeSimple nor KDTreeModeCost StatusBadArgument
  *   depthLimit above 50 (unsigned)                  StatusOutOfRange
  *   KDTreeModeCost: qualityLevel below 0 or above 1 StatusOutOfRange
  *                   (a NaN passes)
  *   KDTreeModeCost: memoryLimit too small           StatusNoMemory
  *                   (memoryLimit << 19 in 32 bits below 0x1000000, so
  *                   values whose low 13 bits are below 32 fail too)
- *   any other mode                                  StatusBadArgument
- *                   (whatever depthLimit holds)
  * During the build: StatusNoMemory when the budget is below the scene's
  * need or the final block cannot be allocated, StatusAllocFailed when the
  * budget runs out, StatusBuildMismatch on an inconsistent split.
@@ -308,9 +307,10 @@ QELR_API qelStatus qelrCastEye_32f(const float* pOrigin, const float* pStepX,
 /* Nearest hit of every ray of a block, all rays starting at pEye (three
  * floats).  Writes pDist, pHit and pTriangle; pTriangle is -1 for a miss.
  * On a miss pDist is unchanged; pHit is unchanged on the single-ray path
- * and may be set to 0.0 on the packet path.  A hit exactly at the entry pDist is not
- * taken; triangles are hit from either side.  pDist doubles as the limit,
- * so reset it before calling again.  Tests nothing; always StatusOk. */
+ * and may be set to 0.0 on the packet path.  A hit exactly at the entry
+ * pDist is not taken; triangles are hit from either side.  pDist doubles
+ * as the limit, so reset it before calling again.  Tests nothing; always
+ * StatusOk. */
 QELR_API qelStatus qelrIntersectEyeSO_32f(const float* pEye,
                                           const float* const pDirection[],
                                           float* pDist, float* const pHit[],
@@ -372,10 +372,10 @@ QELR_API qelStatus qelrCastShadowSO_32f(const float* pLight,
  * over the part of each ray between t = 0 and t = 1.  A blocked ray gets
  * pMask -1; pMask is the result.  pOccluder gets -1 for rays not blocked
  * and only a hint for blocked ones: the blocker, or on the packet path
- * possibly 0.  Reads pAccel and pRootNode of the context,
- * not pBound.  On the packet path mask values must be 0, -1 or below 2^24,
- * and an empty block is not supported (row 3 of pMask is read).  Tests
- * nothing; always StatusOk. */
+ * possibly 0.  Reads pAccel and pRootNode of the context, not pBound.  On
+ * the packet path mask values must be 0, -1 or below 2^24, and an empty
+ * block is not supported (row 3 of pMask is read).  Tests nothing; always
+ * StatusOk. */
 QELR_API qelStatus qelrIntersectAnySO_32f(const float* pLight,
                                           const float* const pDirection[],
                                           int32_t* pOccluder, int32_t* pMask,
@@ -445,8 +445,8 @@ QELR_API qelStatus qelrDistAttenuationSO_32f_M(const float* pPoint,
  * tested. */
 
 /* pSrcDst[c][i] += pCoef[c] * pSrc2[c][i] * pSrc1[i] for c = 0, 1, 2.
- * Masked-out elements keep their value, except that the blocked path turns
- * -0.0 into +0.0.  The aligned path (pSrc1, pMask and the pSrcDst planes
+ * Masked-out elements keep their value, except that off the aligned path
+ * a masked-out -0.0 may become +0.0.  The aligned path (pSrc1, pMask and the pSrcDst planes
  * 16-byte aligned, len a multiple of 4) multiplies in another order and
  * reads the pSrc2 planes with aligned loads without testing them: they must
  * then be aligned too.
@@ -676,9 +676,9 @@ QELR_API qelStatus qelrSHTInv_32f_P3C3(const float* const coeffs[],
  *         step in bytes (the plane step may be zero or negative);
  *   C1PV  planes by pointer: an array of one pointer per plane (plane z is
  *         element z) and one row step in bytes.
- * Steps are in bytes at the interface; 16-bit and float functions shift
- * them down to samples, so a step that is not a whole number of samples
- * loses its low bits.  Steps are not examined unless a function says so.
+ * Steps are in bytes and should be whole numbers of samples: 16-bit and
+ * float functions may shift them down to samples and drop the low bits.
+ * Steps are not examined unless a function says so.
  * A region (qelrCuboid) counts from the first sample that the pointer
  * argument gives; it never shifts the pointer.  No function clears a
  * destination or has a border value: samples that are not produced keep
@@ -721,9 +721,11 @@ enum {
 /* ==== Family: volume resize ==== */
 
 /* Separable resize of a region of a source volume.  Along each axis a
- * destination coordinate i maps to the source position
- * (i + 0.5 - shift) / factor - 0.5 (source sample k centred at k);
- * destination samples whose centres fall inside the scaled source region,
+ * destination coordinate i maps, for the linear and cubic codes, to the
+ * source position (i + 0.5 - shift) / factor - 0.5 (source sample k
+ * centred at k); InterNearest takes the sample k whose cell [k, k+1) holds
+ * (i + 0.5 - shift) / factor, a cell boundary going to the lower sample.
+ * Destination samples whose centres fall inside the scaled source region,
  * clipped to the source volume and to dstVoi, are written.  Interpolation
  * reads neighbours anywhere in srcVolume, also outside srcVoi.  The first
  * sample written is at row y0, column x0 of plane z0 of the destination
