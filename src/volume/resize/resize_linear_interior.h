@@ -1,0 +1,56 @@
+// The interior of a linearly resampled plane, where every tap exists: the
+// row kernels run along x into a rotating pair of row buffers and blend the
+// pair along y.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "volume/resize/resize_linear_plan.h"
+#include "volume/resize/resize_pair_walk.h"
+#include "volume/resize/resize_rows_linear.h"
+
+// Runs the row pair over the interior rows; blendRow(r, a, b) makes
+// destination row r from the two resampled source rows.
+template <typename T, typename BlendRow>
+void WalkInteriorRows(const T* plane, const LinearPlaneTables<T>& t,
+                      typename LinearTypes<T>::Inner* rowA, typename LinearTypes<T>::Inner* rowB,
+                      BlendRow blendRow) {
+  using Inner = typename LinearTypes<T>::Inner;
+  const int32_t* xIndex = t.xIndex + t.xLow;
+  const auto* xWeight = t.xWeight + t.xLow;
+  WalkRotatingPair<Inner*>(
+      t.yOffset, t.yLow, t.h - t.yHigh, t.srcRowStep, rowA, rowB,
+      [&](int32_t offset, Inner* row) { LinearRowX(plane + offset, t.wi, xIndex, xWeight, row); },
+      blendRow);
+}
+
+// The interior of one destination plane from one source plane (no z blend).
+// `dst` is the destination sample at the box's first row and column.
+template <typename T>
+void LinearInterior2D(const T* plane, const LinearPlaneTables<T>& t,
+                      typename LinearTypes<T>::Inner* rowA, typename LinearTypes<T>::Inner* rowB,
+                      T* dst, int32_t dstStep) {
+  using Inner = typename LinearTypes<T>::Inner;
+  T* first = dst + t.xLow;
+  WalkInteriorRows(plane, t, rowA, rowB, [&](int32_t r, const Inner* a, const Inner* b) {
+    T* out = first + static_cast<ptrdiff_t>(r) * dstStep;
+    if constexpr (sizeof(T) == 4) {
+      LinearRowY(out, t.wi, t.yWeight[r], a, b);  // float rows: the 3-D kernel serves
+    } else {
+      LinearRowY2D(out, t.wi, t.yWeight[r], a, b);
+    }
+  });
+}
+
+// The interior of one source plane into an interior plane, for a later z
+// blend; rows are `stride` samples apart.
+template <typename T>
+void LinearInterior(const T* plane, const LinearPlaneTables<T>& t,
+                    typename LinearTypes<T>::Inner* rowA, typename LinearTypes<T>::Inner* rowB,
+                    typename LinearTypes<T>::Inner* inner, int32_t stride) {
+  using Inner = typename LinearTypes<T>::Inner;
+  WalkInteriorRows(plane, t, rowA, rowB, [&](int32_t r, const Inner* a, const Inner* b) {
+    LinearRowY(inner + static_cast<ptrdiff_t>(r - t.yLow) * stride, t.wi, t.yWeight[r], a, b);
+  });
+}

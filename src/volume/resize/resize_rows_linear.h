@@ -1,0 +1,51 @@
+// Row kernels of the linear resize.  They run on interior samples only,
+// where every tap exists, so they test nothing.  Each sample gets the same
+// arithmetic in the vector blocks and in the scalar remainder, so its value
+// never depends on its place in the row.
+//
+// 8u rows hold 16-bit values with 6 fraction bits (value times 64); 16u
+// and 32f rows hold floats.  8u weights are 14-bit fixed point: w0 + w1 is
+// always 16384.
+#pragma once
+
+#include <cstdint>
+
+// The two x weights of an 8u column, laid out for a 16-bit multiply-add.
+struct Weight8uPair {
+  int16_t w0;
+  int16_t w1;
+};
+
+// Along x: row[i] from the source samples xIndex[i] and xIndex[i] + 1.
+//   8u:       (w0 * s0 + w1 * s1 + 128) >> 8
+//   16u, 32f: s0 + (s1 - s0) * f
+void LinearRowX(const uint8_t* src, int32_t n, const int32_t* xIndex, const Weight8uPair* xWeight,
+                int16_t* row);
+void LinearRowX(const uint16_t* src, int32_t n, const int32_t* xIndex, const float* xWeight,
+                float* row);
+void LinearRowX(const float* src, int32_t n, const int32_t* xIndex, const float* xWeight,
+                float* row);
+
+// Along y into an intermediate row (and, for 32f, into the destination):
+//   8u:       (w0 * a + w1 * b + 8192) >> 14, still 6 fraction bits
+//   16u, 32f: a + (b - a) * f
+void LinearRowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b);
+void LinearRowY(float* out, int32_t n, float f, const float* a, const float* b);
+
+// Along y straight into a destination row (planes without a z blend):
+//   8u:  (w0 * a + w1 * b + 524288) >> 20, saturated to 0..255
+//   16u: a + (b - a) * f + 0.5000001, truncated and clamped to 0..65535
+void LinearRowY2D(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b);
+void LinearRowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b);
+
+// Along z: blends two interior planes (rows `stride` samples apart) into
+// hi rows of wi destination samples, dstStep samples apart.
+//   8u:  (w0 * a + w1 * b + 524288) >> 20, saturated to 0..255
+//   16u: a * (1 - f) + b * f + 0.5000001, truncated and clamped
+//   32f: a * (1 - f) + b * f
+void LinearBlendInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi, uint16_t w1,
+                         const int16_t* a, const int16_t* b, int32_t stride);
+void LinearBlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
+                         const float* a, const float* b, int32_t stride);
+void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
+                         const float* a, const float* b, int32_t stride);
