@@ -1,0 +1,170 @@
+// The checks of the six workers and the two queries: which status comes
+// first, that nothing is written unless all pass, the scratch size formula,
+// and the destination box rules.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "qelr.h"
+#include "reference_resize.h"
+#include "standin_core.h"
+
+namespace {
+
+const qelrVolume kVol{4, 4, 4};
+const qelrCuboid kVoi{0, 0, 0, 4, 4, 4};
+
+// A 32f C1V call on a 4x4x4 volume whose destination starts as 7s; the
+// result is its status, and `untouched` tells whether the destination kept
+// every 7.
+struct Call {
+  const float* src;
+  float* dst;
+  uint8_t* buffer;
+  qelrVolume vol = kVol;
+  qelrCuboid srcVoi = kVoi, dstVoi = kVoi;
+  double f[3] = {1, 1, 1}, s[3] = {0, 0, 0};
+  int32_t code = InterLinear;
+  qelStatus Run() const {
+    return qelrResize_32f_C1V(src, vol, 16, 64, srcVoi, dst, 16, 64, dstVoi, f[0], f[1], f[2],
+                              s[0], s[1], s[2], code, buffer);
+  }
+};
+
+struct Fixture {
+  std::vector<float> src = std::vector<float>(64, 1.0f), dst = std::vector<float>(64, 7.0f);
+  std::vector<uint8_t> buffer = std::vector<uint8_t>(1 << 16);
+  Call call{src.data(), dst.data(), buffer.data()};
+  bool Untouched() const {
+    for (float v : dst)
+      if (v != 7.0f) return false;
+    return true;
+  }
+};
+
+TEST(ResizeChecks, StatusesComeInTheStatedOrder) {
+  Fixture x;
+  Call c = x.call;
+  // Every later check fails too, so each status shows that it comes first.
+  c.vol.width = 0;
+  c.f[1] = 0;
+  c.code = 3;
+  c.srcVoi.x = -1;
+  c.buffer = nullptr;
+  EXPECT_EQ(c.Run(), StatusNullPointer);
+  c.buffer = x.buffer.data();
+  EXPECT_EQ(c.Run(), StatusBadSize);
+  c.vol.width = 4;
+  EXPECT_EQ(c.Run(), StatusBadSize);  // srcVoi.x negative
+  c.srcVoi.x = 0;
+  c.dstVoi.depth = 0;
+  EXPECT_EQ(c.Run(), StatusBadSize);
+  c.dstVoi.depth = 4;
+  EXPECT_EQ(c.Run(), StatusBadFactor);
+  c.f[1] = -1;
+  EXPECT_EQ(c.Run(), StatusBadFactor);
+  c.f[1] = 1;
+  c.srcVoi.z = 4;  // origin on the volume's extent: a warning, after the code
+  EXPECT_EQ(c.Run(), StatusBadInterpolation);
+  c.code = 0;
+  EXPECT_EQ(c.Run(), StatusBadInterpolation);
+  c.code = 8;
+  EXPECT_EQ(c.Run(), StatusBadInterpolation);
+  c.code = InterNearest;
+  EXPECT_EQ(c.Run(), StatusVoiOutside);
+  c.srcVoi.z = 0;
+  c.dstVoi.x = 10;  // misses the scaled region
+  EXPECT_EQ(c.Run(), StatusNoOverlap);
+  EXPECT_TRUE(x.Untouched());
+}
+
+TEST(ResizeChecks, NullArraysOfThePlaneWorkersButNotTheirPlanes) {
+  std::vector<uint8_t> buffer(4096);
+  const uint8_t* srcPlanes[1] = {nullptr};
+  uint8_t* dstPlanes[1] = {nullptr};
+  const qelrVolume vol{1, 1, 1};
+  const qelrCuboid voi{0, 0, 0, 1, 1, 1};
+  EXPECT_EQ(qelrResize_8u_C1PV(nullptr, vol, 1, voi, dstPlanes, 1, voi, 1, 1, 1, 0, 0, 0, 1, buffer.data()),
+            StatusNullPointer);
+  EXPECT_EQ(qelrResize_8u_C1PV(srcPlanes, vol, 1, voi, nullptr, 1, voi, 1, 1, 1, 0, 0, 0, 1, buffer.data()),
+            StatusNullPointer);
+  // The elements are not looked at: a check that fails later still wins.
+  EXPECT_EQ(qelrResize_8u_C1PV(srcPlanes, vol, 1, voi, dstPlanes, 1, voi, 0, 1, 1, 0, 0, 0, 1, buffer.data()),
+            StatusBadFactor);
+}
+
+TEST(ResizeChecks, NanFactorPassesTheFactorTestAndGivesAnEmptyBox) {
+  Fixture x;
+  Call c = x.call;
+  c.f[0] = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(c.Run(), StatusNoOverlap);
+  EXPECT_TRUE(x.Untouched());
+}
+
+TEST(ResizeChecks, CubicCodesPassTheChecksButHaveNoPathYet) {
+  for (int32_t code = InterCubic; code <= InterCubicB05C03; ++code) {
+    Fixture x;
+    Call c = x.call;
+    c.code = code;
+    c.srcVoi.y = 4;
+    EXPECT_EQ(c.Run(), StatusVoiOutside) << code;
+    c.srcVoi.y = 0;
+    EXPECT_EQ(c.Run(), StatusBadInterpolation) << code;
+    EXPECT_TRUE(x.Untouched());
+  }
+}
+
+TEST(ResizeBufSize, ChecksInOrder) {
+  int32_t size = -1;
+  const qelrCuboid bad{0, 0, 0, 0, 1, 1};
+  EXPECT_EQ(qelrResizeGetBufSize(bad, kVoi, 3, 3, nullptr), StatusNullPointer);
+  EXPECT_EQ(qelrResizeGetBufSize(kVoi, bad, 3, 3, &size), StatusBadSize);
+  EXPECT_EQ(qelrResizeGetBufSize(kVoi, kVoi, 3, 3, &size), StatusBadChannels);
+  EXPECT_EQ(qelrResizeGetBufSize(kVoi, kVoi, 1, 3, &size), StatusBadInterpolation);
+  EXPECT_EQ(size, -1);
+}
+
+TEST(ResizeBufSize, FormulaTimesThreadCountForEveryCode) {
+  const qelrCuboid dsts[] = {{0, 0, 0, 1, 1, 1}, {5, 6, 7, 17, 63, 65}, {0, 0, 0, 64, 128, 3}, {0, 0, 0, 300, 200, 100}};
+  for (int32_t threads : {1, 2, 3}) {
+    standinSetNumThreads(threads);
+    for (const qelrCuboid& d : dsts)
+      for (int32_t code : {1, 2, 4, 5, 6, 7}) {
+        int32_t size = 0;
+        ASSERT_EQ(qelrResizeGetBufSize(kVoi, d, 1, code, &size), StatusOk);
+        EXPECT_EQ(size, ref::BufSizePerThread(d, code) * threads) << code << " " << d.width;
+      }
+  }
+  standinSetNumThreads(1);
+}
+
+TEST(ResizeCuboid, BoxOfCentresInTheClosedScaledRegion) {
+  qelrCuboid out{-1, -1, -1, -1, -1, -1};
+  // Scaled region [0.5, 3.5]: centres 0.5 .. 3.5 both belong, so 4 samples.
+  ASSERT_EQ(qelrGetResizeCuboid({0, 0, 0, 3, 3, 3}, &out, 1, 1, 1, 0.5, 0.5, 0.5, InterLinear), StatusOk);
+  EXPECT_EQ(out.x, 0);
+  EXPECT_EQ(out.width, 4);
+  // 2x from origin 1: region [2, 8] gives samples 2 .. 7.
+  ASSERT_EQ(qelrGetResizeCuboid({1, 0, 0, 3, 1, 1}, &out, 2, 1, 1, 0, 0, 0, InterNearest), StatusOk);
+  EXPECT_EQ(out.x, 2);
+  EXPECT_EQ(out.width, 6);
+  // A negative shift is clamped at 0 here.
+  ASSERT_EQ(qelrGetResizeCuboid({0, 0, 0, 4, 4, 4}, &out, 1, 1, 1, -2.25, 0, 0, InterCubic), StatusOk);
+  EXPECT_EQ(out.x, 0);
+  EXPECT_EQ(out.width, 2);
+}
+
+TEST(ResizeCuboid, ChecksAndEmptyBoxLeaveTheResult) {
+  qelrCuboid out{9, 9, 9, 9, 9, 9};
+  EXPECT_EQ(qelrGetResizeCuboid(kVoi, nullptr, 0, 1, 1, 0, 0, 0, 3), StatusNullPointer);
+  EXPECT_EQ(qelrGetResizeCuboid({0, -1, 0, 1, 1, 1}, &out, 0, 1, 1, 0, 0, 0, 3), StatusBadSize);
+  EXPECT_EQ(qelrGetResizeCuboid(kVoi, &out, 1, 0, 1, 0, 0, 0, 3), StatusBadFactor);
+  EXPECT_EQ(qelrGetResizeCuboid(kVoi, &out, 1, 1, 1, 0, 0, 0, 3), StatusBadInterpolation);
+  EXPECT_EQ(qelrGetResizeCuboid(kVoi, &out, 1, 1, 1, -10, 0, 0, InterLinear), StatusNoOverlap);
+  EXPECT_EQ(out.x, 9);
+  EXPECT_EQ(out.depth, 9);
+}
+
+}  // namespace
