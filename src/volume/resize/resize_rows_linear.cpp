@@ -31,6 +31,13 @@ uint16_t LoadPair8u(const uint8_t* p) {
   return v;
 }
 
+// Four 16-bit pairs, column 0 in the low bits.
+int64_t GatherPairs8u(const uint8_t* src, const int32_t* xIndex) {
+  const uint64_t p0 = LoadPair8u(src + xIndex[0]), p1 = LoadPair8u(src + xIndex[1]);
+  const uint64_t p2 = LoadPair8u(src + xIndex[2]), p3 = LoadPair8u(src + xIndex[3]);
+  return static_cast<int64_t>(p0 | (p1 << 16) | (p2 << 32) | (p3 << 48));
+}
+
 uint32_t LoadPair16u(const uint16_t* p) {
   uint32_t v;
   std::memcpy(&v, p, 4);
@@ -78,12 +85,9 @@ void LinearRowX(const uint8_t* src, int32_t n, const int32_t* xIndex, const Weig
   const __m128i round = _mm_set1_epi32(128);
   int32_t i = 0;
   for (; i + 8 <= n; i += 8) {
-    // Each column's two adjacent source bytes in one 16-bit load.
-    const __m128i taps = _mm_setr_epi16(
-        static_cast<int16_t>(LoadPair8u(src + xIndex[i])), static_cast<int16_t>(LoadPair8u(src + xIndex[i + 1])),
-        static_cast<int16_t>(LoadPair8u(src + xIndex[i + 2])), static_cast<int16_t>(LoadPair8u(src + xIndex[i + 3])),
-        static_cast<int16_t>(LoadPair8u(src + xIndex[i + 4])), static_cast<int16_t>(LoadPair8u(src + xIndex[i + 5])),
-        static_cast<int16_t>(LoadPair8u(src + xIndex[i + 6])), static_cast<int16_t>(LoadPair8u(src + xIndex[i + 7])));
+    // Each column's two adjacent source bytes in one 16-bit load, four
+    // columns gathered into a 64-bit word.
+    const __m128i taps = _mm_set_epi64x(GatherPairs8u(src, xIndex + i + 4), GatherPairs8u(src, xIndex + i));
     const __m128i w03 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i));
     const __m128i w47 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i + 4));
     const __m128i s03 = _mm_madd_epi16(_mm_unpacklo_epi8(taps, zero), w03);
