@@ -744,7 +744,12 @@ enum {
  * Row and plane steps are not examined.  pBuffer must hold at least what
  * qelrResizeGetBufSize reports for the same cuboids and code; a smaller
  * buffer cannot be detected.  qelrResize_32f_C1V runs on a team of threads
- * for large destinations.
+ * when the destination box is at least 16 along each axis; the result does
+ * not depend on the team.
+ * InterLinear keeps the in-plane results near the edges in frames of room
+ * for four rows and four columns: an upscale by more than about 4 along x
+ * or y overruns them unchecked, which changes samples near the edges and
+ * writes past the frames, possibly past the end of pBuffer.
  * Currently: the four cubic codes pass these checks and are then refused
  * with StatusBadInterpolation, until cubic resampling is in place. */
 
