@@ -105,3 +105,23 @@ TEST(ResizeThreads, ResultDoesNotDependOnTheTeam) {
 }
 
 }  // namespace
+
+namespace {
+
+// Planes without a z blend write their edges straight to the destination,
+// so an upscale far beyond the edge frames' room still gives exact results
+// when every destination plane reads one source plane.
+TEST(ResizeLinearEdges, LargeUpscaleOfPlanesWithoutZBlend) {
+  rt::Case c;
+  c.vol = {5, 4, 1};
+  c.srcVoi = {0, 0, 0, 5, 4, 1};
+  c.factor[0] = 8;
+  c.factor[1] = 6.5;
+  c.factor[2] = 3;
+  c.dstVoi = {0, 0, 0, 40, 26, 3};
+  EXPECT_TRUE(rt::RunCase<uint8_t>(c, 900));
+  EXPECT_TRUE(rt::RunCase<uint16_t>(c, 901));
+  EXPECT_TRUE(rt::RunCase<float>(c, 902));
+}
+
+}  // namespace
