@@ -123,7 +123,7 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
 
   // The planes between: blend the rotating pair of resampled source planes.
   using Inner = typename LinearTypes<T>::Inner;
-  const int32_t interiorOffset = t.yLow * dst.rowStep + t.xLow;
+  const ptrdiff_t interiorOffset = static_cast<ptrdiff_t>(t.yLow) * dst.rowStep + t.xLow;
   WalkRotatingPair<ResampledPlane<T>>(
       s.zOffset, zLow, zEnd, src.planeStep, s.pairA, s.pairB,
       [&](int32_t offset, const ResampledPlane<T>& into) {
