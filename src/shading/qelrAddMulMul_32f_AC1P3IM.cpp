@@ -1,0 +1,104 @@
+// qelrAddMulMul_32f_AC1P3IM: for each plane c, an active element gains
+// pCoef[c] times pSrc2[c][i] times pSrc1[i]; a masked-out element keeps its
+// value.
+//
+// The paths differ in the last bit and at signed zeros, and the differences
+// are kept:
+// - scalar head and tail: ((pCoef[c] * pSrc2[c][i]) * pSrc1[i]) + pSrcDst,
+//   masked-out elements neither read nor written;
+// - blocked body: the same sum, and a masked-out lane adds a product cleared
+//   to +0.0, so -0.0 there becomes +0.0;
+// - aligned: ((pSrc2[c][i] * pSrc1[i]) * pCoef[c]) + pSrcDst, masked-out
+//   lanes merged back with their exact bits.
+// The aligned path reads the pSrc2 planes with aligned loads without testing
+// them: when the tested operands are aligned, the caller must align pSrc2.
+#include "shading/mask_paths.h"
+
+namespace {
+
+// ---- Scalar formula (head and tail of the blocked path) ------------------
+
+void AddMulMulElement(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
+                      const int32_t* pMask, float* const pSrcDst[3], int32_t i) {
+  if (!IsActive(LoadWord(pMask + i))) return;
+  const float source1 = LoadFloat(pSrc1 + i);
+  for (int c = 0; c < 3; ++c) {
+    const float product = (pCoef[c] * LoadFloat(pSrc2[c] + i)) * source1;
+    StoreFloat(pSrcDst[c] + i, product + LoadFloat(pSrcDst[c] + i));
+  }
+}
+
+// ---- Blocked path: pSrc1 is the anchor, read aligned ---------------------
+
+void AddMulMulBlock(const __m128 coef[3], const float* pSrc1, const float* const pSrc2[3],
+                    const int32_t* pMask, float* const pSrcDst[3], int32_t i) {
+  const __m128 active = ActiveLanes(LoadMaskUnaligned(pMask + i));
+  const __m128 source1 = _mm_load_ps(pSrc1 + i);
+  for (int c = 0; c < 3; ++c) {
+    const __m128 product = _mm_mul_ps(_mm_mul_ps(coef[c], _mm_loadu_ps(pSrc2[c] + i)), source1);
+    const __m128 sum = _mm_add_ps(_mm_and_ps(product, active), _mm_loadu_ps(pSrcDst[c] + i));
+    _mm_storeu_ps(pSrcDst[c] + i, sum);
+  }
+}
+
+void AddMulMulBlocked(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
+                      const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
+  const __m128 coef[3] = {_mm_set1_ps(pCoef[0]), _mm_set1_ps(pCoef[1]), _mm_set1_ps(pCoef[2])};
+  RunBlocked(
+      SplitAtAnchor(pSrc1, len), len,
+      [=](int32_t i) { AddMulMulElement(pCoef, pSrc1, pSrc2, pMask, pSrcDst, i); },
+      [&](int32_t begin, int32_t end) {
+        for (int32_t i = begin; i < end; i += 4)
+          AddMulMulBlock(coef, pSrc1, pSrc2, pMask, pSrcDst, i);
+      });
+}
+
+// ---- Aligned path ----------------------------------------------------------
+
+void AddMulMulAligned(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
+                      const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
+  const __m128 coef[3] = {_mm_set1_ps(pCoef[0]), _mm_set1_ps(pCoef[1]), _mm_set1_ps(pCoef[2])};
+  for (int32_t i = 0; i < len; i += 4) {
+    const __m128i maskWords = LoadMaskAligned(pMask + i);
+    const int code = MaskBlockCode(maskWords);
+    if (code == kAllMaskedOut) continue;
+    const __m128 source1 = _mm_load_ps(pSrc1 + i);
+    const __m128 active = ActiveLanes(maskWords);
+    for (int c = 0; c < 3; ++c) {
+      const __m128 product = _mm_mul_ps(_mm_mul_ps(_mm_load_ps(pSrc2[c] + i), source1), coef[c]);
+      const __m128 destination = _mm_load_ps(pSrcDst[c] + i);
+      if (code == kAllActive) {
+        _mm_store_ps(pSrcDst[c] + i, _mm_add_ps(product, destination));
+        continue;
+      }
+      // Mixed block: sum every lane against a destination cleared where
+      // masked out, then put the untouched destination back in those lanes.
+      const __m128 sum = _mm_add_ps(product, _mm_and_ps(destination, active));
+      const __m128 merged = _mm_or_ps(_mm_and_ps(sum, active), _mm_andnot_ps(active, destination));
+      _mm_store_ps(pSrcDst[c] + i, merged);
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" qelStatus qelrAddMulMul_32f_AC1P3IM_impl(const float pCoef[3], const float* pSrc1,
+                                                     const float* const pSrc2[3],
+                                                     const int32_t* pMask,
+                                                     float* const pSrcDst[3], int32_t len) {
+  // pCoef is deliberately not checked.
+  if (!pSrc1) return StatusNullPointer;
+  if (!pSrc2) return StatusNullPointer;
+  if (!pMask) return StatusNullPointer;
+  if (!pSrcDst) return StatusNullPointer;
+
+  // The pSrc2 planes are not part of the test (see the top of this file).
+  if (AllAligned16(pSrc1, pMask, pSrcDst[0], pSrcDst[1], pSrcDst[2]) && IsMultipleOf4(len)) {
+    if (len < 1) return StatusOk;
+    AddMulMulAligned(pCoef, pSrc1, pSrc2, pMask, pSrcDst, len);
+    return StatusOk;
+  }
+  if (len < 1) return StatusOk;
+  AddMulMulBlocked(pCoef, pSrc1, pSrc2, pMask, pSrcDst, len);
+  return StatusOk;
+}

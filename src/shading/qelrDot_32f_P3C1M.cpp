@@ -1,0 +1,57 @@
+// qelrDot_32f_P3C1M: pDst[i] = ((ax * bx) + (ay * by)) + (az * bz) for an
+// active element, a from pSrc1 and b from pSrc2; +0.0 for a masked-out one.
+// The scalar and aligned paths give the same bits.
+#include "shading/mask_paths.h"
+
+namespace {
+
+void DotScalar(const float* const pSrc1[3], const float* const pSrc2[3], const int32_t* pMask,
+               float* pDst, int32_t len) {
+  for (int32_t i = 0; i < len; ++i) {
+    if (!IsActive(LoadWord(pMask + i))) {
+      StoreFloat(pDst + i, 0.0f);
+      continue;
+    }
+    const float x = LoadFloat(pSrc1[0] + i) * LoadFloat(pSrc2[0] + i);
+    const float y = LoadFloat(pSrc1[1] + i) * LoadFloat(pSrc2[1] + i);
+    const float z = LoadFloat(pSrc1[2] + i) * LoadFloat(pSrc2[2] + i);
+    StoreFloat(pDst + i, (x + y) + z);
+  }
+}
+
+void DotAligned(const float* const pSrc1[3], const float* const pSrc2[3], const int32_t* pMask,
+                float* pDst, int32_t len) {
+  for (int32_t i = 0; i < len; i += 4) {
+    const __m128i maskWords = LoadMaskAligned(pMask + i);
+    if (MaskBlockCode(maskWords) == kAllMaskedOut) {
+      _mm_store_ps(pDst + i, _mm_setzero_ps());
+      continue;
+    }
+    const __m128 x = _mm_mul_ps(_mm_load_ps(pSrc1[0] + i), _mm_load_ps(pSrc2[0] + i));
+    const __m128 y = _mm_mul_ps(_mm_load_ps(pSrc1[1] + i), _mm_load_ps(pSrc2[1] + i));
+    const __m128 z = _mm_mul_ps(_mm_load_ps(pSrc1[2] + i), _mm_load_ps(pSrc2[2] + i));
+    const __m128 dot = _mm_add_ps(_mm_add_ps(x, y), z);
+    _mm_store_ps(pDst + i, _mm_and_ps(dot, ActiveLanes(maskWords)));
+  }
+}
+
+}  // namespace
+
+extern "C" qelStatus qelrDot_32f_P3C1M_impl(const float* const pSrc1[3],
+                                            const float* const pSrc2[3], const int32_t* pMask,
+                                            float* pDst, int32_t len) {
+  if (!pSrc1) return StatusNullPointer;
+  if (!pSrc2) return StatusNullPointer;
+  if (!pMask) return StatusNullPointer;
+  if (!pDst) return StatusNullPointer;
+
+  if (AllAligned16(pSrc2[0], pSrc2[1], pSrc2[2], pMask, pDst, pSrc1[0], pSrc1[1], pSrc1[2]) &&
+      IsMultipleOf4(len)) {
+    if (len < 1) return StatusOk;
+    DotAligned(pSrc1, pSrc2, pMask, pDst, len);
+    return StatusOk;
+  }
+  if (len < 1) return StatusOk;
+  DotScalar(pSrc1, pSrc2, pMask, pDst, len);
+  return StatusOk;
+}
