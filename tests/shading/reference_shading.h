@@ -1,0 +1,158 @@
+// Plain scalar models of the masked shading functions, one element at a time
+// and path by path, written from the stated arithmetic rather than from the
+// library's code.  Every operation is a single float operation rounded to 32
+// bits.  The models work on ordinary arrays; `at` tells them where the
+// library's operands sat (byte address modulo 16, one entry per array in
+// argument order, the three planes of a P3 operand in turn), from which they
+// choose the path as the library must.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "qelr.h"
+
+namespace ref {
+
+inline bool Active(int32_t maskWord) { return maskWord >= 0; }
+
+// All of the operands at[first..last] on a 16-byte boundary, and len a
+// multiple of 4 (a negative one included).
+inline bool AlignedPath(const int* at, int first, int last, int32_t len) {
+  for (int k = first; k <= last; ++k)
+    if (at[k] != 0) return false;
+  return len % 4 == 0;
+}
+
+inline uint32_t Bits(float f) {
+  uint32_t u;
+  std::memcpy(&u, &f, 4);
+  return u;
+}
+inline float FromBits(uint32_t u) {
+  float f;
+  std::memcpy(&f, &u, 4);
+  return f;
+}
+
+// A real multiplication even by -1 or +1, which a compiler would otherwise
+// turn into a sign operation (that leaves a signaling NaN signaling).
+inline float Multiply(float a, float b) {
+  volatile float factor = b;
+  return a * factor;
+}
+
+// Blocked path: [0, head) and [end, len) scalar, [head, end) in blocks.
+struct Split {
+  int32_t head, end;
+};
+
+inline Split BlockedSplit(int a, int32_t len) {
+  if (len < 4 || a % 4 != 0) return {0, 0};
+  const int32_t h = a == 0 ? 0 : (16 - a) / 4;
+  if (h + 4 > len) return {0, 0};
+  return {h, len - (len - h) % 4};
+}
+
+inline bool InBody(Split s, int32_t i) { return i >= s.head && i < s.end; }
+
+// ---- qelrMul_32f_C1IM: one formula on every path --------------------------
+
+inline qelStatus MulC1IM(const int* /*at*/, const float* src, const int32_t* mask, float* dst, int32_t len) {
+  for (int32_t i = 0; i < len; ++i)
+    dst[i] = (dst[i] * src[i]) * (Active(mask[i]) ? 1.0f : 0.0f);
+  return StatusOk;
+}
+
+// ---- qelrMul_32f_C1P3IM ------------------------------------------------------
+
+// at: src, mask, dst[0..2]
+inline qelStatus MulC1P3IM(const int* at, const float* src, const int32_t* mask,
+                           float* const dst[3], int32_t len) {
+  const bool aligned = AlignedPath(at, 0, 4, len);
+  for (int32_t i = 0; i < len; ++i)
+    for (int c = 0; c < 3; ++c) {
+      if (aligned)
+        dst[c][i] = Active(mask[i]) ? dst[c][i] * src[i] : 0.0f;
+      else
+        dst[c][i] = (dst[c][i] * src[i]) * (Active(mask[i]) ? 1.0f : 0.0f);
+    }
+  return StatusOk;
+}
+
+// ---- qelrAddMulMul_32f_AC1P3IM ---------------------------------------------
+
+// at: src1, src2[0..2], mask, dst[0..2]; the src2 planes are not tested.
+inline qelStatus AddMulMul(const int* at, const float coef[3], const float* src1,
+                           const float* const src2[3], const int32_t* mask, float* const dst[3],
+                           int32_t len) {
+  const bool aligned = at[0] == 0 && AlignedPath(at, 4, 7, len);
+  const Split split = BlockedSplit(at[0], len);
+  for (int32_t i = 0; i < len; ++i)
+    for (int c = 0; c < 3; ++c) {
+      if (aligned) {
+        if (Active(mask[i])) dst[c][i] = ((src2[c][i] * src1[i]) * coef[c]) + dst[c][i];
+      } else if (Active(mask[i])) {
+        dst[c][i] = ((coef[c] * src2[c][i]) * src1[i]) + dst[c][i];
+      } else if (InBody(split, i)) {
+        dst[c][i] = 0.0f + dst[c][i];  // a cleared product is still added
+      }
+    }
+  return StatusOk;
+}
+
+// ---- qelrDot_32f_P3C1M: one formula on both paths ---------------------------
+
+inline qelStatus Dot(const int* /*at*/, const float* const a[3], const float* const b[3], const int32_t* mask,
+                     float* dst, int32_t len) {
+  for (int32_t i = 0; i < len; ++i)
+    dst[i] = Active(mask[i]) ? ((a[0][i] * b[0][i]) + (a[1][i] * b[1][i])) + (a[2][i] * b[2][i])
+                             : 0.0f;
+  return StatusOk;
+}
+
+// ---- qelrDotChangeNorm_32f_IM ------------------------------------------------
+
+// at: s[0..2], mask, n[0..2], dot; every one of them is tested.
+inline qelStatus DotChangeNorm(const int* at, const float* const s[3], const int32_t* mask,
+                               float* const n[3], float* dot, int32_t len) {
+  const bool aligned = AlignedPath(at, 0, 7, len);
+  for (int32_t i = 0; i < len; ++i) {
+    if (!Active(mask[i])) {
+      dot[i] = 0.0f;
+      continue;
+    }
+    const float d = ((s[0][i] * n[0][i]) + (s[1][i] * n[1][i])) + (s[2][i] * n[2][i]);
+    if (aligned) {
+      const uint32_t flip = d > 0.0f ? 0x80000000u : 0u;
+      for (int c = 0; c < 3; ++c) n[c][i] = FromBits(Bits(n[c][i]) ^ flip);
+      dot[i] = FromBits(Bits(d) ^ flip);
+    } else {
+      const float f = d > 0.0f ? -1.0f : 1.0f;
+      for (int c = 0; c < 3; ++c) n[c][i] = Multiply(n[c][i], f);
+      dot[i] = Multiply(d, f);
+    }
+  }
+  return StatusOk;
+}
+
+// ---- qelrDiv_32f_C1IM: scalar only --------------------------------------------
+
+inline qelStatus Div(const int* /*at*/, const float* src, const int32_t* mask, float* dst, int32_t len) {
+  qelStatus status = StatusOk;
+  for (int32_t i = 0; i < len; ++i) {
+    if (!Active(mask[i])) {
+      dst[i] = 0.0f;
+    } else if (src[i] == 0.0f) {
+      const float n = dst[i];
+      dst[i] = n > 0.0f ? FromBits(0x7F800000u) : n < 0.0f ? FromBits(0xFF800000u)
+                                                           : FromBits(0xFFC00000u);
+      status = StatusDivByZero;
+    } else {
+      dst[i] = dst[i] / src[i];
+    }
+  }
+  return status;
+}
+
+}  // namespace ref
