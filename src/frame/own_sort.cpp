@@ -66,8 +66,11 @@ qelStatus ownSortAscend32f(float* a, int32_t length) {
       --j;
     }
     // Strip the runs equal to the pivot from both sides, so that a range of
-    // equal values ends in a single pass.
-    while (i > lo && a[i] >= pivot) --i;
+    // equal values ends in a single pass.  "Not below the pivot" equals
+    // "a[i] >= pivot" for ordered values; it also steps over a NaN, which
+    // keeps the left part shorter than the range: with a NaN left at hi, a
+    // plain >= would hand the whole range back and never end.
+    while (i > lo && !(a[i] < pivot)) --i;
     while (j < hi && a[j] <= pivot) ++j;
 
     // Go on with the shorter part, keep the longer one for later.
