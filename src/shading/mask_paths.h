@@ -47,6 +47,23 @@ inline __m128 KeepOrClearFactor(__m128 activeLanes) {
 
 inline float KeepOrClearFactor(int32_t maskWord) { return IsActive(maskWord) ? 1.0f : 0.0f; }
 
+// ---- Plane pointers --------------------------------------------------------
+
+// The three pointers of a P3 operand, copied out of the caller's array.
+// Kernels index these copies: a store through a float pointer or a vector
+// may alias anything, so pointers read through the caller's array would be
+// read again for every element.
+template <typename T>
+struct Planes {
+  T* plane[3];
+  T* operator[](int c) const { return plane[c]; }
+};
+
+template <typename T>
+inline Planes<T> PlanesOf(T* const pointers[3]) {
+  return {{pointers[0], pointers[1], pointers[2]}};
+}
+
 // ---- Blocked path split --------------------------------------------------
 
 // How the blocked path divides [0, len): elements [0, head) and [end, len)

@@ -18,64 +18,66 @@ namespace {
 
 // ---- Scalar formula (head and tail of the blocked path) ------------------
 
-void AddMulMulElement(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
-                      const int32_t* pMask, float* const pSrcDst[3], int32_t i) {
+void AddMulMulElement(const float pCoef[3], const float* pSrc1, Planes<const float> src2,
+                      const int32_t* pMask, Planes<float> dst, int32_t i) {
   if (!IsActive(LoadWord(pMask + i))) return;
   const float source1 = LoadFloat(pSrc1 + i);
   for (int c = 0; c < 3; ++c) {
-    const float product = (pCoef[c] * LoadFloat(pSrc2[c] + i)) * source1;
-    StoreFloat(pSrcDst[c] + i, product + LoadFloat(pSrcDst[c] + i));
+    const float product = (pCoef[c] * LoadFloat(src2[c] + i)) * source1;
+    StoreFloat(dst[c] + i, product + LoadFloat(dst[c] + i));
   }
 }
 
 // ---- Blocked path: pSrc1 is the anchor, read aligned ---------------------
 
-void AddMulMulBlock(const __m128 coef[3], const float* pSrc1, const float* const pSrc2[3],
-                    const int32_t* pMask, float* const pSrcDst[3], int32_t i) {
+void AddMulMulBlock(const __m128 coef[3], const float* pSrc1, Planes<const float> src2,
+                    const int32_t* pMask, Planes<float> dst, int32_t i) {
   const __m128 active = ActiveLanes(LoadMaskUnaligned(pMask + i));
   const __m128 source1 = _mm_load_ps(pSrc1 + i);
   for (int c = 0; c < 3; ++c) {
-    const __m128 product = _mm_mul_ps(_mm_mul_ps(coef[c], _mm_loadu_ps(pSrc2[c] + i)), source1);
-    const __m128 sum = _mm_add_ps(_mm_and_ps(product, active), _mm_loadu_ps(pSrcDst[c] + i));
-    _mm_storeu_ps(pSrcDst[c] + i, sum);
+    const __m128 product = _mm_mul_ps(_mm_mul_ps(coef[c], _mm_loadu_ps(src2[c] + i)), source1);
+    const __m128 sum = _mm_add_ps(_mm_and_ps(product, active), _mm_loadu_ps(dst[c] + i));
+    _mm_storeu_ps(dst[c] + i, sum);
   }
 }
 
-void AddMulMulBlocked(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
-                      const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
+void AddMulMulBlocked(const float pCoef[3], const float* pSrc1, Planes<const float> src2,
+                      const int32_t* pMask, Planes<float> dst, int32_t len) {
   const __m128 coef[3] = {_mm_set1_ps(pCoef[0]), _mm_set1_ps(pCoef[1]), _mm_set1_ps(pCoef[2])};
   RunBlocked(
       SplitAtAnchor(pSrc1, len), len,
-      [=](int32_t i) { AddMulMulElement(pCoef, pSrc1, pSrc2, pMask, pSrcDst, i); },
+      [=](int32_t i) { AddMulMulElement(pCoef, pSrc1, src2, pMask, dst, i); },
       [&](int32_t begin, int32_t end) {
-        for (int32_t i = begin; i < end; i += 4)
-          AddMulMulBlock(coef, pSrc1, pSrc2, pMask, pSrcDst, i);
+        for (int32_t i = begin; i < end; i += 4) AddMulMulBlock(coef, pSrc1, src2, pMask, dst, i);
       });
 }
 
 // ---- Aligned path ----------------------------------------------------------
 
-void AddMulMulAligned(const float pCoef[3], const float* pSrc1, const float* const pSrc2[3],
-                      const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
+void AddMulMulAligned(const float pCoef[3], const float* pSrc1, Planes<const float> src2,
+                      const int32_t* pMask, Planes<float> dst, int32_t len) {
   const __m128 coef[3] = {_mm_set1_ps(pCoef[0]), _mm_set1_ps(pCoef[1]), _mm_set1_ps(pCoef[2])};
   for (int32_t i = 0; i < len; i += 4) {
     const __m128i maskWords = LoadMaskAligned(pMask + i);
     const int code = MaskBlockCode(maskWords);
     if (code == kAllMaskedOut) continue;
     const __m128 source1 = _mm_load_ps(pSrc1 + i);
+    __m128 product[3];
+    for (int c = 0; c < 3; ++c)
+      product[c] = _mm_mul_ps(_mm_mul_ps(_mm_load_ps(src2[c] + i), source1), coef[c]);
+    if (code == kAllActive) {
+      for (int c = 0; c < 3; ++c)
+        _mm_store_ps(dst[c] + i, _mm_add_ps(product[c], _mm_load_ps(dst[c] + i)));
+      continue;
+    }
+    // Mixed block: sum every lane against a destination cleared where masked
+    // out, then put the untouched destination back in those lanes.
     const __m128 active = ActiveLanes(maskWords);
     for (int c = 0; c < 3; ++c) {
-      const __m128 product = _mm_mul_ps(_mm_mul_ps(_mm_load_ps(pSrc2[c] + i), source1), coef[c]);
-      const __m128 destination = _mm_load_ps(pSrcDst[c] + i);
-      if (code == kAllActive) {
-        _mm_store_ps(pSrcDst[c] + i, _mm_add_ps(product, destination));
-        continue;
-      }
-      // Mixed block: sum every lane against a destination cleared where
-      // masked out, then put the untouched destination back in those lanes.
-      const __m128 sum = _mm_add_ps(product, _mm_and_ps(destination, active));
+      const __m128 destination = _mm_load_ps(dst[c] + i);
+      const __m128 sum = _mm_add_ps(product[c], _mm_and_ps(destination, active));
       const __m128 merged = _mm_or_ps(_mm_and_ps(sum, active), _mm_andnot_ps(active, destination));
-      _mm_store_ps(pSrcDst[c] + i, merged);
+      _mm_store_ps(dst[c] + i, merged);
     }
   }
 }
@@ -92,13 +94,15 @@ extern "C" qelStatus qelrAddMulMul_32f_AC1P3IM_impl(const float pCoef[3], const 
   if (!pMask) return StatusNullPointer;
   if (!pSrcDst) return StatusNullPointer;
 
+  const Planes<const float> src2 = PlanesOf(pSrc2);
+  const Planes<float> dst = PlanesOf(pSrcDst);
   // The pSrc2 planes are not part of the test (see the top of this file).
-  if (AllAligned16(pSrc1, pMask, pSrcDst[0], pSrcDst[1], pSrcDst[2]) && IsMultipleOf4(len)) {
+  if (AllAligned16(pSrc1, pMask, dst[0], dst[1], dst[2]) && IsMultipleOf4(len)) {
     if (len < 1) return StatusOk;
-    AddMulMulAligned(pCoef, pSrc1, pSrc2, pMask, pSrcDst, len);
+    AddMulMulAligned(pCoef, pSrc1, src2, pMask, dst, len);
     return StatusOk;
   }
   if (len < 1) return StatusOk;
-  AddMulMulBlocked(pCoef, pSrc1, pSrc2, pMask, pSrcDst, len);
+  AddMulMulBlocked(pCoef, pSrc1, src2, pMask, dst, len);
   return StatusOk;
 }

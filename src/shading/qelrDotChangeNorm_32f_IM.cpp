@@ -12,20 +12,21 @@
 
 namespace {
 
-void DotChangeNormScalar(const float* const pSrc[3], const int32_t* pMask,
-                         float* const pSrcDst[3], float* pDot, int32_t len) {
+void DotChangeNormScalar(Planes<const float> s, const int32_t* pMask, Planes<float> n,
+                         float* pDot, int32_t len) {
   for (int32_t i = 0; i < len; ++i) {
     if (!IsActive(LoadWord(pMask + i))) {
       StoreFloat(pDot + i, 0.0f);
       continue;
     }
-    float n[3];
-    for (int c = 0; c < 3; ++c) n[c] = LoadFloat(pSrcDst[c] + i);
-    const float d = ((LoadFloat(pSrc[0] + i) * n[0]) + (LoadFloat(pSrc[1] + i) * n[1])) +
-                    (LoadFloat(pSrc[2] + i) * n[2]);
+    const float nx = LoadFloat(n[0] + i), ny = LoadFloat(n[1] + i), nz = LoadFloat(n[2] + i);
+    const float d = ((LoadFloat(s[0] + i) * nx) + (LoadFloat(s[1] + i) * ny)) +
+                    (LoadFloat(s[2] + i) * nz);
     // The comparison is strict: a d of 0.0 or NaN keeps the normal's side.
     const float factor = d > 0.0f ? -1.0f : 1.0f;
-    for (int c = 0; c < 3; ++c) StoreFloat(pSrcDst[c] + i, MulByRuntimeFactor(n[c], factor));
+    StoreFloat(n[0] + i, MulByRuntimeFactor(nx, factor));
+    StoreFloat(n[1] + i, MulByRuntimeFactor(ny, factor));
+    StoreFloat(n[2] + i, MulByRuntimeFactor(nz, factor));
     StoreFloat(pDot + i, MulByRuntimeFactor(d, factor));
   }
 }
@@ -35,33 +36,29 @@ struct Directions {
 };
 
 template <Variant V>
-void DotChangeNormAligned(const float* const pSrc[3], const int32_t* pMask,
-                          float* const pSrcDst[3], float* pDot, int32_t len) {
-  float* const nx = pSrcDst[0];
-  float* const ny = pSrcDst[1];
-  float* const nz = pSrcDst[2];
+void DotChangeNormAligned(Planes<const float> s, const int32_t* pMask, Planes<float> n,
+                          float* pDot, int32_t len) {
   const auto loadDirections = [=](int32_t i) {
-    return Directions{_mm_load_ps(pSrc[0] + i), _mm_load_ps(pSrc[1] + i),
-                      _mm_load_ps(pSrc[2] + i)};
+    return Directions{_mm_load_ps(s[0] + i), _mm_load_ps(s[1] + i), _mm_load_ps(s[2] + i)};
   };
-  RunBlocksWithOperand<V>(0, len, loadDirections, [=](int32_t i, Directions s) {
+  RunBlocksWithOperand<V>(0, len, loadDirections, [=](int32_t i, Directions direction) {
     const __m128i maskWords = LoadMaskAligned(pMask + i);
     if (MaskBlockCode(maskWords) == kAllMaskedOut) {
       _mm_store_ps(pDot + i, _mm_setzero_ps());  // the normals are not stored at all
       return;
     }
-    const __m128 x = _mm_load_ps(nx + i);
-    const __m128 y = _mm_load_ps(ny + i);
-    const __m128 z = _mm_load_ps(nz + i);
-    const __m128 d =
-        _mm_add_ps(_mm_add_ps(_mm_mul_ps(s.x, x), _mm_mul_ps(s.y, y)), _mm_mul_ps(s.z, z));
+    const __m128 x = _mm_load_ps(n[0] + i);
+    const __m128 y = _mm_load_ps(n[1] + i);
+    const __m128 z = _mm_load_ps(n[2] + i);
+    const __m128 d = _mm_add_ps(_mm_add_ps(_mm_mul_ps(direction.x, x), _mm_mul_ps(direction.y, y)),
+                                _mm_mul_ps(direction.z, z));
     const __m128 active = ActiveLanes(maskWords);
     const __m128 facingAway = _mm_and_ps(_mm_cmpgt_ps(d, _mm_setzero_ps()), active);
     const __m128 flip = _mm_and_ps(facingAway, _mm_set1_ps(-0.0f));  // sign bits only
     // Masked-out lanes are rewritten with the bits they had.
-    _mm_store_ps(nx + i, _mm_xor_ps(x, flip));
-    _mm_store_ps(ny + i, _mm_xor_ps(y, flip));
-    _mm_store_ps(nz + i, _mm_xor_ps(z, flip));
+    _mm_store_ps(n[0] + i, _mm_xor_ps(x, flip));
+    _mm_store_ps(n[1] + i, _mm_xor_ps(y, flip));
+    _mm_store_ps(n[2] + i, _mm_xor_ps(z, flip));
     _mm_store_ps(pDot + i, _mm_and_ps(_mm_xor_ps(d, flip), active));
   });
 }
@@ -74,14 +71,15 @@ qelStatus DotChangeNorm(const float* const pSrc[3], const int32_t* pMask,
   if (!pSrcDst) return StatusNullPointer;
   if (!pDot) return StatusNullPointer;
 
-  if (AllAligned16(pSrc[0], pSrc[1], pSrc[2], pMask, pDot, pSrcDst[0], pSrcDst[1], pSrcDst[2]) &&
-      IsMultipleOf4(len)) {
+  const Planes<const float> s = PlanesOf(pSrc);
+  const Planes<float> n = PlanesOf(pSrcDst);
+  if (AllAligned16(s[0], s[1], s[2], pMask, pDot, n[0], n[1], n[2]) && IsMultipleOf4(len)) {
     if (len < 1) return StatusOk;
-    DotChangeNormAligned<V>(pSrc, pMask, pSrcDst, pDot, len);
+    DotChangeNormAligned<V>(s, pMask, n, pDot, len);
     return StatusOk;
   }
   if (len < 1) return StatusOk;
-  DotChangeNormScalar(pSrc, pMask, pSrcDst, pDot, len);
+  DotChangeNormScalar(s, pMask, n, pDot, len);
   return StatusOk;
 }
 

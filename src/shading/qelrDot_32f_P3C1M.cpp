@@ -5,31 +5,31 @@
 
 namespace {
 
-void DotScalar(const float* const pSrc1[3], const float* const pSrc2[3], const int32_t* pMask,
-               float* pDst, int32_t len) {
+void DotScalar(Planes<const float> a, Planes<const float> b, const int32_t* pMask, float* pDst,
+               int32_t len) {
   for (int32_t i = 0; i < len; ++i) {
     if (!IsActive(LoadWord(pMask + i))) {
       StoreFloat(pDst + i, 0.0f);
       continue;
     }
-    const float x = LoadFloat(pSrc1[0] + i) * LoadFloat(pSrc2[0] + i);
-    const float y = LoadFloat(pSrc1[1] + i) * LoadFloat(pSrc2[1] + i);
-    const float z = LoadFloat(pSrc1[2] + i) * LoadFloat(pSrc2[2] + i);
+    const float x = LoadFloat(a[0] + i) * LoadFloat(b[0] + i);
+    const float y = LoadFloat(a[1] + i) * LoadFloat(b[1] + i);
+    const float z = LoadFloat(a[2] + i) * LoadFloat(b[2] + i);
     StoreFloat(pDst + i, (x + y) + z);
   }
 }
 
-void DotAligned(const float* const pSrc1[3], const float* const pSrc2[3], const int32_t* pMask,
-                float* pDst, int32_t len) {
+void DotAligned(Planes<const float> a, Planes<const float> b, const int32_t* pMask, float* pDst,
+                int32_t len) {
   for (int32_t i = 0; i < len; i += 4) {
     const __m128i maskWords = LoadMaskAligned(pMask + i);
     if (MaskBlockCode(maskWords) == kAllMaskedOut) {
       _mm_store_ps(pDst + i, _mm_setzero_ps());
       continue;
     }
-    const __m128 x = _mm_mul_ps(_mm_load_ps(pSrc1[0] + i), _mm_load_ps(pSrc2[0] + i));
-    const __m128 y = _mm_mul_ps(_mm_load_ps(pSrc1[1] + i), _mm_load_ps(pSrc2[1] + i));
-    const __m128 z = _mm_mul_ps(_mm_load_ps(pSrc1[2] + i), _mm_load_ps(pSrc2[2] + i));
+    const __m128 x = _mm_mul_ps(_mm_load_ps(a[0] + i), _mm_load_ps(b[0] + i));
+    const __m128 y = _mm_mul_ps(_mm_load_ps(a[1] + i), _mm_load_ps(b[1] + i));
+    const __m128 z = _mm_mul_ps(_mm_load_ps(a[2] + i), _mm_load_ps(b[2] + i));
     const __m128 dot = _mm_add_ps(_mm_add_ps(x, y), z);
     _mm_store_ps(pDst + i, _mm_and_ps(dot, ActiveLanes(maskWords)));
   }
@@ -45,13 +45,13 @@ extern "C" qelStatus qelrDot_32f_P3C1M_impl(const float* const pSrc1[3],
   if (!pMask) return StatusNullPointer;
   if (!pDst) return StatusNullPointer;
 
-  if (AllAligned16(pSrc2[0], pSrc2[1], pSrc2[2], pMask, pDst, pSrc1[0], pSrc1[1], pSrc1[2]) &&
-      IsMultipleOf4(len)) {
+  const Planes<const float> a = PlanesOf(pSrc1), b = PlanesOf(pSrc2);
+  if (AllAligned16(b[0], b[1], b[2], pMask, pDst, a[0], a[1], a[2]) && IsMultipleOf4(len)) {
     if (len < 1) return StatusOk;
-    DotAligned(pSrc1, pSrc2, pMask, pDst, len);
+    DotAligned(a, b, pMask, pDst, len);
     return StatusOk;
   }
   if (len < 1) return StatusOk;
-  DotScalar(pSrc1, pSrc2, pMask, pDst, len);
+  DotScalar(a, b, pMask, pDst, len);
   return StatusOk;
 }

@@ -10,30 +10,27 @@
 
 namespace {
 
-inline void MulElement(const float* pSrc, const int32_t* pMask, float* const pSrcDst[3],
-                       int32_t i) {
+inline void MulElement(const float* pSrc, const int32_t* pMask, Planes<float> dst, int32_t i) {
   const float source = LoadFloat(pSrc + i);
   const float factor = KeepOrClearFactor(LoadWord(pMask + i));
   for (int c = 0; c < 3; ++c) {
-    const float product = LoadFloat(pSrcDst[c] + i) * source;
-    StoreFloat(pSrcDst[c] + i, product * factor);
+    const float product = LoadFloat(dst[c] + i) * source;
+    StoreFloat(dst[c] + i, product * factor);
   }
 }
 
 // Blocked path: pSrc is the anchor, read aligned; the planes and the mask
 // are read unaligned.
 template <Variant V>
-void MulBlocked(const float* pSrc, const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
-  float* const x = pSrcDst[0];
-  float* const y = pSrcDst[1];
-  float* const z = pSrcDst[2];
-  const auto scalarStep = [=](int32_t i) { MulElement(pSrc, pMask, pSrcDst, i); };
+void MulBlocked(const float* pSrc, const int32_t* pMask, Planes<float> dst, int32_t len) {
+  const auto scalarStep = [=](int32_t i) { MulElement(pSrc, pMask, dst, i); };
   const auto loadSource = [=](int32_t i) { return _mm_load_ps(pSrc + i); };
   const auto blockStep = [=](int32_t i, __m128 source) {
     const __m128 factor = KeepOrClearFactor(ActiveLanes(LoadMaskUnaligned(pMask + i)));
-    _mm_storeu_ps(x + i, _mm_mul_ps(_mm_mul_ps(_mm_loadu_ps(x + i), source), factor));
-    _mm_storeu_ps(y + i, _mm_mul_ps(_mm_mul_ps(_mm_loadu_ps(y + i), source), factor));
-    _mm_storeu_ps(z + i, _mm_mul_ps(_mm_mul_ps(_mm_loadu_ps(z + i), source), factor));
+    for (int c = 0; c < 3; ++c) {
+      const __m128 product = _mm_mul_ps(_mm_loadu_ps(dst[c] + i), source);
+      _mm_storeu_ps(dst[c] + i, _mm_mul_ps(product, factor));
+    }
   };
   RunBlocked(SplitAtAnchor(pSrc, len), len, scalarStep, [=](int32_t begin, int32_t end) {
     RunBlocksWithOperand<V>(begin, end, loadSource, blockStep);
@@ -42,24 +39,19 @@ void MulBlocked(const float* pSrc, const int32_t* pMask, float* const pSrcDst[3]
 
 // Aligned path: every operand on a 16-byte boundary and len a multiple of 4.
 template <Variant V>
-void MulAligned(const float* pSrc, const int32_t* pMask, float* const pSrcDst[3], int32_t len) {
-  float* const x = pSrcDst[0];
-  float* const y = pSrcDst[1];
-  float* const z = pSrcDst[2];
+void MulAligned(const float* pSrc, const int32_t* pMask, Planes<float> dst, int32_t len) {
   const auto loadSource = [=](int32_t i) { return _mm_load_ps(pSrc + i); };
   RunBlocksWithOperand<V>(0, len, loadSource, [=](int32_t i, __m128 source) {
     const __m128i maskWords = LoadMaskAligned(pMask + i);
     if (MaskBlockCode(maskWords) == kAllMaskedOut) {
-      const __m128 zero = _mm_setzero_ps();
-      _mm_store_ps(x + i, zero);
-      _mm_store_ps(y + i, zero);
-      _mm_store_ps(z + i, zero);
+      for (int c = 0; c < 3; ++c) _mm_store_ps(dst[c] + i, _mm_setzero_ps());
       return;
     }
     const __m128 active = ActiveLanes(maskWords);
-    _mm_store_ps(x + i, _mm_and_ps(_mm_mul_ps(_mm_load_ps(x + i), source), active));
-    _mm_store_ps(y + i, _mm_and_ps(_mm_mul_ps(_mm_load_ps(y + i), source), active));
-    _mm_store_ps(z + i, _mm_and_ps(_mm_mul_ps(_mm_load_ps(z + i), source), active));
+    for (int c = 0; c < 3; ++c) {
+      const __m128 product = _mm_mul_ps(_mm_load_ps(dst[c] + i), source);
+      _mm_store_ps(dst[c] + i, _mm_and_ps(product, active));
+    }
   });
 }
 
@@ -70,13 +62,14 @@ qelStatus MulC1P3IM(const float* pSrc, const int32_t* pMask, float* const pSrcDs
   if (!pMask) return StatusNullPointer;
   if (!pSrcDst) return StatusNullPointer;
 
-  if (AllAligned16(pSrc, pMask, pSrcDst[0], pSrcDst[1], pSrcDst[2]) && IsMultipleOf4(len)) {
+  const Planes<float> dst = PlanesOf(pSrcDst);
+  if (AllAligned16(pSrc, pMask, dst[0], dst[1], dst[2]) && IsMultipleOf4(len)) {
     if (len < 1) return StatusOk;
-    MulAligned<V>(pSrc, pMask, pSrcDst, len);
+    MulAligned<V>(pSrc, pMask, dst, len);
     return StatusOk;
   }
   if (len < 1) return StatusOk;
-  MulBlocked<V>(pSrc, pMask, pSrcDst, len);
+  MulBlocked<V>(pSrc, pMask, dst, len);
   return StatusOk;
 }
 
