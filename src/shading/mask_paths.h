@@ -7,7 +7,8 @@
 // written by the intersection functions (-1 for a miss) serve as a mask.
 #pragma once
 
-#include <emmintrin.h>
+#include <cpuid.h>
+#include <immintrin.h>
 
 #include <cstdint>
 
@@ -115,6 +116,68 @@ inline void RunBlocksWithOperand(int32_t begin, int32_t end, Load load, Step ste
       step(i, operand);
     }
   }
+}
+
+// ---- Eight elements at a time, where the processor has AVX2 ---------------
+//
+// Every operation here works lane by lane, so eight lanes give the bits of
+// two blocks of four.  The wide code is an addition beside the four-wide
+// code, never a replacement: each kernel exists in both widths, and the
+// width is chosen once, when the library is loaded (WidthOnThisProcessor,
+// called from ifunc resolvers).  Where the four-wide code leaves a block of
+// four masked-out elements unstored, the eight-wide code writes in-place
+// planes with a masked store of the active lanes only, so a masked-out
+// element is not written either; where it stores zeros, computing and
+// masking gives the same zeros.
+
+enum class Width { Four, Eight };
+
+// Runs while the library is being loaded, before anything else of it.  It
+// asks the processor directly rather than through the compiler's runtime,
+// whose answer lives in a writable global of its own.
+inline Width WidthOnThisProcessor() {
+  unsigned a, b, c, d;
+  if (!__get_cpuid(1, &a, &b, &c, &d)) return Width::Four;
+  if (!(c & bit_OSXSAVE) || !(c & bit_AVX)) return Width::Four;
+  uint32_t enabledState, high;
+  __asm__("xgetbv" : "=a"(enabledState), "=d"(high) : "c"(0));
+  if ((enabledState & 6) != 6) return Width::Four;  // the system saves no 256-bit registers
+  if (!__get_cpuid_count(7, 0, &a, &b, &c, &d)) return Width::Four;
+  return (b & bit_AVX2) ? Width::Eight : Width::Four;
+}
+
+#define SHADING_AVX2 __attribute__((target("avx2")))
+
+SHADING_AVX2 inline __m256i LoadMask8(const int32_t* p) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+SHADING_AVX2 inline __m256 ActiveLanes8(__m256i maskWords) {
+  return _mm256_castsi256_ps(_mm256_cmpgt_epi32(maskWords, _mm256_set1_epi32(-1)));
+}
+
+// Stores the active lanes of `value` only.
+SHADING_AVX2 inline void StoreActive8(float* p, __m256 activeLanes, __m256 value) {
+  _mm256_maskstore_ps(p, _mm256_castps_si256(activeLanes), value);
+}
+
+SHADING_AVX2 inline __m256 KeepOrClearFactor8(__m256 activeLanes) {
+  return _mm256_and_ps(activeLanes, _mm256_set1_ps(1.0f));
+}
+
+// Defines `name` as whichever of name_four and name_eight suits the
+// processor, chosen by the loader through an ifunc.
+#define SHADING_CHOOSE_WIDTH(name)                                                 \
+  extern "C" {                                                                     \
+  decltype(&name##_four) Choose_##name() {                                         \
+    return WidthOnThisProcessor() == Width::Eight ? &name##_eight : &name##_four; \
+  }                                                                                \
+  decltype(name##_four) name __attribute__((ifunc("Choose_" #name)));              \
+  }
+
+// The end of the stretch from begin that eight-wide steps cover.
+inline int32_t EightWideEnd(int32_t begin, int32_t end) {
+  return begin + (end - begin) / 8 * 8;
 }
 
 // ---- Scalar operations kept as written -------------------------------------

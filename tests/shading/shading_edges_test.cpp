@@ -2,6 +2,8 @@
 // by zero, the strict comparison of the normal flip, what each path does to
 // a masked-out element, and where the blocked path splits.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <limits>
 
@@ -224,6 +226,53 @@ TEST(ShadingEdges, MulClearsMaskedOutElementsByMultiplyingExceptOnTheAlignedPlan
     for (int i = 0; i < 4; ++i)
       for (Floats* p : {&x, &y, &z})
         EXPECT_EQ(Bits((*p)[i]), offset == 0 ? 0u : byMultiplying[i]) << "C1P3IM " << i;
+  }
+}
+
+// ---- Aligned blocks of four masked-out elements are not stored ------------
+
+// n floats of which the first `writable` lie on a writable page and the rest
+// on a read-only one, so that a store to them faults.
+class PartlyReadOnly {
+ public:
+  PartlyReadOnly(int writable, int n) {
+    page_ = sysconf(_SC_PAGESIZE);
+    base_ = static_cast<char*>(
+        mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    data_ = reinterpret_cast<float*>(base_ + page_) - writable;
+    for (int i = 0; i < n; ++i) data_[i] = 1.5f;
+    mprotect(base_ + page_, page_, PROT_READ);
+  }
+  ~PartlyReadOnly() { munmap(base_, 2 * page_); }
+  float* data() { return data_; }
+
+ private:
+  long page_;
+  char* base_;
+  float* data_;
+};
+
+TEST(ShadingEdges, AlignedPathsLeaveBlocksOfFourMaskedOutElementsUnstored) {
+  // Elements 0..3 active and writable, 4..7 masked out on a read-only page:
+  // a store there would fault.  Also with every element masked out.
+  for (int writable : {4, 0}) {
+    SCOPED_TRACE(writable == 4 ? "one block of four masked out" : "all masked out");
+    PartlyReadOnly x(writable, 8), y(writable, 8), z(writable, 8);
+    Floats s(8), dot(8);
+    Words mask(8);
+    for (int i = 0; i < 8; ++i) {
+      s[i] = 1.0f;
+      mask[i] = i < writable ? 0 : -1;
+    }
+    const float* directions[3] = {s.data(), s.data(), s.data()};
+    float* normals[3] = {x.data(), y.data(), z.data()};
+    ASSERT_EQ(qelrDotChangeNorm_32f_IM(directions, mask.data(), normals, dot.data(), 8), StatusOk);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(Bits(dot[i]), i < writable ? Bits(-4.5f) : 0u);
+
+    const float coef[3] = {1, 1, 1};
+    const float* src2[3] = {s.data(), s.data(), s.data()};
+    ASSERT_EQ(qelrAddMulMul_32f_AC1P3IM(coef, s.data(), src2, mask.data(), normals, 8), StatusOk);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(x.data()[i], i < writable ? -0.5f : 1.5f);
   }
 }
 
