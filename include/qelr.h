@@ -469,8 +469,11 @@ QELR_API qelStatus qelrDiv_32f_C1IM(const float* pSrc, const int32_t* pMask,
                                     float* pSrcDst, int32_t len);
 
 /* Turns normals to face against the rays: d = pSrc . pSrcDst at i; where d
- * is greater than 0 the normal and d change sign; pDot[i] = d.  Masked-out
- * elements keep their normal and get pDot +0.0.
+ * is greater than 0 the normal and d change sign; pDot[i] = d.  A d of 0.0
+ * or NaN leaves the normal as it is.  Masked-out elements keep their normal
+ * and get pDot +0.0.  Unless all eight pointers are 16-byte aligned and len
+ * is a multiple of 4, an active normal is multiplied by +1.0 or -1.0, which
+ * quiets a signaling NaN; the aligned path flips sign bits instead.
  * Returns StatusNullPointer if pSrc, pMask, pSrcDst or pDot is null, else
  * StatusOk. */
 QELR_API qelStatus qelrDotChangeNorm_32f_IM(const float* const pSrc[],
