@@ -284,8 +284,11 @@ TEST(ShadingEdges, AlignedPathsLeaveBlocksOfFourMaskedOutElementsUnstored) {
 std::string BodyOf(size_t anchorOffset, size_t dstOffset, int32_t len) {
   Floats src1(len, anchorOffset), s2(len), x(len, dstOffset), y(len, dstOffset), z(len, dstOffset);
   Words mask(len);
+  const float one = 1.0f;
   for (int32_t i = 0; i < len; ++i) {
-    src1[i] = 1, s2[i] = 1, x[i] = y[i] = z[i] = -0.0f;
+    // src1 may sit at an odd address: written byte-wise.
+    std::memcpy(reinterpret_cast<char*>(src1.data()) + 4 * i, &one, 4);
+    s2[i] = 1, x[i] = y[i] = z[i] = -0.0f;
     mask[i] = -1;
   }
   const float coef[3] = {1, 1, 1};
