@@ -306,7 +306,7 @@ std::string BodyOf(size_t anchorOffset, size_t dstOffset, int32_t len) {
 TEST(ShadingEdges, BlockedPathSplitsAtTheAnchor) {
   EXPECT_EQ(BodyOf(8, 4, 5), "sssss") << "h = 2 and h + 4 > 5: all scalar";
   EXPECT_EQ(BodyOf(8, 4, 6), "ssbbbb") << "h = 2, body 2..5";
-  EXPECT_EQ(BodyOf(8, 4, 9), "ssbbbbs" "ss") << "h = 2, e = 6, tail 6..8";
+  EXPECT_EQ(BodyOf(8, 4, 9), "ssbbbbsss") << "h = 2, e = 6, tail 6..8";
   EXPECT_EQ(BodyOf(4, 0, 10), "sssbbbbsss") << "h = 3, e = 7";
   EXPECT_EQ(BodyOf(0, 4, 9), "bbbbbbbbs") << "h = 0, e = 8";
   EXPECT_EQ(BodyOf(0, 4, 3), "sss") << "shorter than 4";
