@@ -1,0 +1,18 @@
+// The two evaluators behind qelrSH_32f.  Each refuses an order above 15 with
+// StatusBadOrder and does nothing for a count below 1.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/qelr_internal.h"
+
+qelStatus shEvalClosedForm(const float* x, const float* y, const float* z, int32_t count, float* dst,
+                           uint32_t order);
+
+qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y,
+                           const float* z, int32_t count, float* dst, uint32_t order);
+
+// The implementation behind the export qelrSH_32f; the transforms call it
+// for one direction at a time.
+extern "C" qelStatus qelrSH_32f_impl(const float* x, const float* y, const float* z, int32_t count, float* dst,
+                                     uint32_t order, const qelrSHState* state);
