@@ -242,10 +242,20 @@ BENCHMARK(BM_InvP3C3)->ORDERS;
 // Passes every run to the console and keeps the rates for the summary.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  // Keeps the median of each benchmark's repetitions (or its one run).
   void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.counters.count("items_per_second")) rates_[run.benchmark_name()] = run.counters.at("items_per_second");
+    for (const Run& run : runs) {
+      if (!run.counters.count("items_per_second")) continue;
+      const double rate = run.counters.at("items_per_second");
+      if (run.run_type == Run::RT_Iteration) singles_[run.run_name.str()] = rate;
+      else if (run.aggregate_name == "median") medians_[run.run_name.str()] = rate;
+    }
     ConsoleReporter::ReportRuns(runs);
+  }
+
+  double Rate(const std::string& name) const {
+    if (medians_.count(name)) return medians_.at(name);
+    return singles_.count(name) ? singles_.at(name) : 0.0;
   }
 
   void PrintSummary() const {
@@ -259,15 +269,14 @@ class RatioReporter : public benchmark::ConsoleReporter {
     for (const Pair& p : pairs)
       for (int order : {3, 8, 15}) {
         const std::string suffix = "/" + std::to_string(order);
-        auto s = rates_.find(p.subject + suffix), b = rates_.find(p.baseline + suffix);
-        if (s == rates_.end() || b == rates_.end()) continue;
-        std::printf("  %-18s order %2d: %6.2fx  (%.3g dir/s vs %.3g dir/s)\n", p.subject + 3, order,
-                    s->second / b->second, s->second, b->second);
+        const double s = Rate(p.subject + suffix), b = Rate(p.baseline + suffix);
+        if (s == 0 || b == 0) continue;
+        std::printf("  %-18s order %2d: %6.2fx  (%.3g dir/s vs %.3g dir/s)\n", p.subject + 3, order, s / b, s, b);
       }
   }
 
  private:
-  std::map<std::string, double> rates_;
+  std::map<std::string, double> singles_, medians_;
 };
 
 // The baseline must compute the same functions as the library.
@@ -287,7 +296,16 @@ void CheckBaseline() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+  // The machine may be shared: repeat each benchmark in random interleaving
+  // and compare medians, unless the command line says otherwise.
+  std::vector<char*> args(argv, argv + argc);
+  char repetitions[] = "--benchmark_repetitions=5";
+  char interleave[] = "--benchmark_enable_random_interleaving=true";
+  char aggregates[] = "--benchmark_report_aggregates_only=true";
+  char minTime[] = "--benchmark_min_time=0.1";
+  args.insert(args.begin() + 1, {repetitions, interleave, aggregates, minTime});
+  int count = int(args.size());
+  benchmark::Initialize(&count, args.data());
   CheckBaseline();
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -9,10 +9,10 @@
 //   Y(l,±(l-1)) = (A(l,l-1) z) Y(l-1,±(l-1))
 //   Y(l,±m)  = (A(l,m) z) Y(l-1,±m) + B(l,m) Y(l-2,±m),   0 <= m <= l-2
 //
-// Two forms compute exactly these operations: one direction at a time with
-// the m-loop four coefficients wide, and four directions at a time, one per
-// lane.  Every lane of every vector performs the same single-precision
-// operations as the scalar statement, so both forms give the same bits.
+// Two forms compute exactly these operations: one direction at a time, and
+// four directions at a time, one per lane.  Every lane performs the same
+// single-precision operations as the scalar statement, so both forms give
+// the same bits.
 #include <emmintrin.h>
 
 #include <cstddef>
@@ -27,58 +27,17 @@ constexpr int kLanes = 4;
 // Offset of Y(l, 0) in a direction's record.
 inline int Centre(int l) { return l * l + l; }
 
-// The four floats at p in reverse order.
-inline __m128 LoadReversed(const float* p)
-{
-    const __m128 v = _mm_loadu_ps(p);
-    return _mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3));
-}
 
 // ---------------------------------------------------------------------------
-// One direction
+// One direction, in band order: within a band every value is independent of
+// the others, so the scalar statements overlap freely.
 
-// Y(l, m) for 0 <= m <= l-2 on the + side.
-void InnerPlusSide(const float* a, const float* b, float z, const float* prev1, const float* prev2,
-                   float* cur, int last)
-{
-    const __m128 zv = _mm_set1_ps(z);
-    int m = 0;
-    for (; m + kLanes - 1 <= last; m += kLanes) {
-        const __m128 az = _mm_mul_ps(_mm_loadu_ps(a + m), zv);
-        const __m128 fromPrev1 = _mm_mul_ps(az, _mm_loadu_ps(prev1 + m));
-        const __m128 fromPrev2 = _mm_mul_ps(_mm_loadu_ps(b + m), _mm_loadu_ps(prev2 + m));
-        _mm_storeu_ps(cur + m, _mm_add_ps(fromPrev1, fromPrev2));
-    }
-    for (; m <= last; ++m)
-        cur[m] = a[m] * z * prev1[m] + b[m] * prev2[m];
-}
-
-// Y(l, -m) for 1 <= m <= l-2.  The records run from -l upward, so the
-// coefficients of m, m+1, ... lie at falling addresses while the table
-// entries rise: the table vectors are reversed.
-void InnerMinusSide(const float* a, const float* b, float z, const float* prev1, const float* prev2,
-                    float* cur, int last)
-{
-    const __m128 zv = _mm_set1_ps(z);
-    int m = 1;
-    for (; m + kLanes - 1 <= last; m += kLanes) {
-        const int low = -(m + kLanes - 1);  // address of the lane holding m + 3
-        const __m128 az = _mm_mul_ps(LoadReversed(a + m), zv);
-        const __m128 fromPrev1 = _mm_mul_ps(az, _mm_loadu_ps(prev1 + low));
-        const __m128 fromPrev2 = _mm_mul_ps(LoadReversed(b + m), _mm_loadu_ps(prev2 + low));
-        _mm_storeu_ps(cur + low, _mm_add_ps(fromPrev1, fromPrev2));
-    }
-    for (; m <= last; ++m)
-        cur[-m] = a[m] * z * prev1[-m] + b[m] * prev2[-m];
-}
-
-void OneDirection(const float* recurA, const float* recurB, float x, float y, float z, float* dst,
-                  int order)
+void OneDirection(const float* recurA, const float* recurB, float x, float y, float z, float* dst, int order)
 {
     dst[0] = recurA[0];
-    dst[1] = recurA[2] * y;
-    dst[2] = recurA[1] * z;
-    dst[3] = recurA[2] * x;
+    dst[Centre(1) - 1] = recurA[2] * y;
+    dst[Centre(1)] = recurA[1] * z;
+    dst[Centre(1) + 1] = recurA[2] * x;
 
     for (int l = 2; l <= order; ++l) {
         const float* a = recurA + shTableRow(l);
@@ -90,18 +49,46 @@ void OneDirection(const float* recurA, const float* recurB, float x, float y, fl
         const float plus = prev1[l - 1], minus = prev1[-(l - 1)];
         cur[l] = (plus * x - minus * y) * a[l];
         cur[-l] = (plus * y + minus * x) * a[l];
+        const float azNext = a[l - 1] * z;
+        cur[l - 1] = azNext * plus;
+        cur[-(l - 1)] = azNext * minus;
 
-        const float az = a[l - 1] * z;
-        cur[l - 1] = az * plus;
-        cur[-(l - 1)] = az * minus;
-
-        InnerPlusSide(a, b, z, prev1, prev2, cur, l - 2);
-        InnerMinusSide(a, b, z, prev1, prev2, cur, l - 2);
+        cur[0] = a[0] * z * prev1[0] + b[0] * prev2[0];
+        for (int m = 1; m <= l - 2; ++m) {
+            const float az = a[m] * z;
+            cur[m] = az * prev1[m] + b[m] * prev2[m];
+            cur[-m] = az * prev1[-m] + b[m] * prev2[-m];
+        }
     }
 }
 
 // ---------------------------------------------------------------------------
-// Four directions, one per lane
+// Four directions, one per lane, column by column: for each m the sectoral
+// pair Y(m, ±m), then Y(m+1, ±m), then up the bands, with the two values a
+// step needs kept in registers.  Each value comes from the same operands by
+// the same operations as in band order; only the order in which independent
+// values are produced differs.
+
+struct PairV {
+    __m128 plus, minus;
+};
+
+inline __m128 Broadcast(float f) { return _mm_set1_ps(f); }
+
+inline void ColumnUpV(const float* recurA, const float* recurB, __m128 z, PairV older, PairV newer, int m, int order,
+                      __m128* out)
+{
+    for (int l = m + 2; l <= order; ++l) {
+        const __m128 az = _mm_mul_ps(Broadcast(recurA[shTableRow(l) + m]), z);
+        const __m128 b = Broadcast(recurB[shTableRow(l) + m]);
+        const PairV next = {_mm_add_ps(_mm_mul_ps(az, newer.plus), _mm_mul_ps(b, older.plus)),
+                            _mm_add_ps(_mm_mul_ps(az, newer.minus), _mm_mul_ps(b, older.minus))};
+        out[Centre(l) + m] = next.plus;
+        out[Centre(l) - m] = next.minus;
+        older = newer;
+        newer = next;
+    }
+}
 
 // Writes lane j of y[0..n) as the record of direction j.
 void StoreFourRecords(const __m128* y, int n, float* dst)
@@ -129,42 +116,45 @@ void StoreFourRecords(const __m128* y, int n, float* dst)
     }
 }
 
-void FourDirections(const float* recurA, const float* recurB, const float* xs, const float* ys,
-                    const float* zs, float* dst, int order)
+void FourDirections(const float* recurA, const float* recurB, const float* xs, const float* ys, const float* zs,
+                    float* dst, int order)
 {
     const __m128 x = _mm_loadu_ps(xs);
     const __m128 y = _mm_loadu_ps(ys);
     const __m128 z = _mm_loadu_ps(zs);
     __m128 out[(kShMaxOrder + 1) * (kShMaxOrder + 1)];
 
-    out[0] = _mm_set1_ps(recurA[0]);
-    out[1] = _mm_mul_ps(_mm_set1_ps(recurA[2]), y);
-    out[2] = _mm_mul_ps(_mm_set1_ps(recurA[1]), z);
-    out[3] = _mm_mul_ps(_mm_set1_ps(recurA[2]), x);
-
+    // Column 0.
+    __m128 older = Broadcast(recurA[0]);
+    __m128 newer = _mm_mul_ps(Broadcast(recurA[1]), z);
+    out[0] = older;
+    out[Centre(1)] = newer;
     for (int l = 2; l <= order; ++l) {
-        const float* a = recurA + shTableRow(l);
-        const float* b = recurB + shTableRow(l);
-        const __m128* prev1 = out + Centre(l - 1);
-        const __m128* prev2 = out + Centre(l - 2);
-        __m128* cur = out + Centre(l);
+        const __m128 az = _mm_mul_ps(Broadcast(recurA[shTableRow(l)]), z);
+        const __m128 next = _mm_add_ps(_mm_mul_ps(az, newer), _mm_mul_ps(Broadcast(recurB[shTableRow(l)]), older));
+        out[Centre(l)] = next;
+        older = newer;
+        newer = next;
+    }
 
-        const __m128 plus = prev1[l - 1], minus = prev1[-(l - 1)];
-        const __m128 sectoral = _mm_set1_ps(a[l]);
-        cur[l] = _mm_mul_ps(_mm_sub_ps(_mm_mul_ps(plus, x), _mm_mul_ps(minus, y)), sectoral);
-        cur[-l] = _mm_mul_ps(_mm_add_ps(_mm_mul_ps(plus, y), _mm_mul_ps(minus, x)), sectoral);
-
-        const __m128 azNext = _mm_mul_ps(_mm_set1_ps(a[l - 1]), z);
-        cur[l - 1] = _mm_mul_ps(azNext, plus);
-        cur[-(l - 1)] = _mm_mul_ps(azNext, minus);
-
-        for (int m = 0; m <= l - 2; ++m) {
-            const __m128 az = _mm_mul_ps(_mm_set1_ps(a[m]), z);
-            const __m128 bm = _mm_set1_ps(b[m]);
-            cur[m] = _mm_add_ps(_mm_mul_ps(az, prev1[m]), _mm_mul_ps(bm, prev2[m]));
-            if (m > 0)
-                cur[-m] = _mm_add_ps(_mm_mul_ps(az, prev1[-m]), _mm_mul_ps(bm, prev2[-m]));
+    // Columns 1 .. order.
+    const __m128 a11 = Broadcast(recurA[2]);
+    PairV sectoral = {_mm_mul_ps(a11, x), _mm_mul_ps(a11, y)};
+    for (int m = 1; m <= order; ++m) {
+        if (m >= 2) {
+            const __m128 a = Broadcast(recurA[shTableRow(m) + m]);
+            sectoral = {_mm_mul_ps(_mm_sub_ps(_mm_mul_ps(sectoral.plus, x), _mm_mul_ps(sectoral.minus, y)), a),
+                        _mm_mul_ps(_mm_add_ps(_mm_mul_ps(sectoral.plus, y), _mm_mul_ps(sectoral.minus, x)), a)};
         }
+        out[Centre(m) + m] = sectoral.plus;
+        out[Centre(m) - m] = sectoral.minus;
+        if (m == order)
+            break;
+        const __m128 az = _mm_mul_ps(Broadcast(recurA[shTableRow(m + 1) + m]), z);
+        const PairV next = {_mm_mul_ps(az, sectoral.plus), _mm_mul_ps(az, sectoral.minus)};
+        out[Centre(m + 1) + m] = next.plus;
+        out[Centre(m + 1) - m] = next.minus;
+        ColumnUpV(recurA, recurB, z, sectoral, next, m, order, out);
     }
     StoreFourRecords(out, (order + 1) * (order + 1), dst);
 }
