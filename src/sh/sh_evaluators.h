@@ -12,7 +12,3 @@ qelStatus shEvalClosedForm(const float* x, const float* y, const float* z, int32
 qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y,
                            const float* z, int32_t count, float* dst, uint32_t order);
 
-// The implementation behind the export qelrSH_32f; the transforms call it
-// for one direction at a time.
-extern "C" qelStatus qelrSH_32f_impl(const float* x, const float* y, const float* z, int32_t count, float* dst,
-                                     uint32_t order, const qelrSHState* state);
