@@ -12,15 +12,16 @@ inline qelStatus shBasis(const float* x, const float* y, const float* z, int32_t
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    const qelrSHState header = shReadHeader(state);
+    if (order > header.order)
         return StatusBadOrder;
 
     // A negative count passes to the evaluator, which does nothing with it.
-    switch (state->mode) {
+    switch (header.mode) {
     case SHModeClosedForm:
         return shEvalClosedForm(x, y, z, count, dst, order);
     case SHModeRecurrence:
-        return shEvalRecurrence(state->recurA, state->recurB, x, y, z, count, dst, order);
+        return shEvalRecurrence(header.recurA, header.recurB, x, y, z, count, dst, order);
     default:
         return StatusBadOrder;
     }

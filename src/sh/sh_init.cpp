@@ -18,15 +18,16 @@ extern "C" qelStatus qelrSHInit_32f_impl(qelrSHState* state, uint32_t order, int
     const uint32_t bytes = mode == SHModeClosedForm ? kShClosedFormBytes : shRecurrenceStateBytes(order);
     ownZero16(reinterpret_cast<int16_t*>(state), static_cast<int32_t>(bytes / 2));
 
-    state->order = order;
-    state->mode = mode;
-    if (mode == SHModeClosedForm)
-        return StatusOk;
-
-    const uintptr_t tableA = shAlignUp16(reinterpret_cast<uintptr_t>(state)) + kShHeaderBytes;
-    const uintptr_t tableB = shAlignUp16(tableA + 4 * uintptr_t(shTableEntries(order)));
-    state->recurA = reinterpret_cast<float*>(tableA);
-    state->recurB = reinterpret_cast<float*>(tableB);
-    shFillRecurrenceTables(state->recurA, state->recurB, order);
+    qelrSHState header = {};
+    header.order = order;
+    header.mode = mode;
+    if (mode == SHModeRecurrence) {
+        const uintptr_t tableA = shAlignUp16(reinterpret_cast<uintptr_t>(state)) + kShHeaderBytes;
+        const uintptr_t tableB = shAlignUp16(tableA + 4 * uintptr_t(shTableEntries(order)));
+        header.recurA = reinterpret_cast<float*>(tableA);
+        header.recurB = reinterpret_cast<float*>(tableB);
+        shFillRecurrenceTables(header.recurA, header.recurB, order);
+    }
+    shWriteHeader(state, header);
     return StatusOk;
 }

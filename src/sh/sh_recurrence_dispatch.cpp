@@ -4,7 +4,9 @@
 
 extern "C" {
 
-static ShRecurrenceBlocksFn shResolveRecurrenceBlocks()
+// Runs while the loader is still relocating this library: it must call
+// nothing that is not yet bound, so sanitizers may not instrument it.
+__attribute__((no_sanitize("address", "undefined"))) static ShRecurrenceBlocksFn shResolveRecurrenceBlocks()
 {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") ? shRecurrenceBlocksAvx2 : shRecurrenceBlocksSse;

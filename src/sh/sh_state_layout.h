@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "frame/qelr_internal.h"
 
@@ -39,4 +40,18 @@ inline bool shModeIsKnown(int32_t mode) {
 
 inline uintptr_t shAlignUp16(uintptr_t address) {
   return (address + 15) & ~uintptr_t(15);
+}
+
+// The record at the start of a block, copied bytewise: a block may sit at
+// any address, not only at one aligned for the record's pointers.
+inline qelrSHState shReadHeader(const qelrSHState* state)
+{
+    qelrSHState header;
+    std::memcpy(&header, state, sizeof header);
+    return header;
+}
+
+inline void shWriteHeader(qelrSHState* state, const qelrSHState& header)
+{
+    std::memcpy(state, &header, sizeof header);
 }

@@ -10,7 +10,7 @@ extern "C" qelStatus qelrSHTFwd_32f_C1I_impl(const float* x, const float* y, con
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    if (order > shReadHeader(state).order)
         return StatusBadOrder;
     if (count < 0)
         return StatusOk;

@@ -12,7 +12,7 @@ extern "C" qelStatus qelrSHTFwd_32f_C3P3I_impl(const float* x, const float* y, c
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    if (order > shReadHeader(state).order)
         return StatusBadOrder;
     if (count < 0)
         return StatusOk;

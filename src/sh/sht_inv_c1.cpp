@@ -9,7 +9,7 @@ extern "C" qelStatus qelrSHTInv_32f_C1_impl(const float* coeffs, uint32_t order,
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    if (order > shReadHeader(state).order)
         return StatusBadOrder;
     if (count < 0)
         return StatusOk;

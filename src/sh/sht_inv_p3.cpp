@@ -11,7 +11,7 @@ extern "C" qelStatus qelrSHTInv_32f_P3_impl(const float* const coeffs[], uint32_
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    if (order > shReadHeader(state).order)
         return StatusBadOrder;
     if (count < 0)
         return StatusOk;

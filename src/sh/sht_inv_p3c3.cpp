@@ -12,7 +12,7 @@ extern "C" qelStatus qelrSHTInv_32f_P3C3_impl(const float* const coeffs[], uint3
         return StatusNullPointer;
     if (count == 0)
         return StatusBadSize;
-    if (order > state->order)
+    if (order > shReadHeader(state).order)
         return StatusBadOrder;
     if (count < 0)
         return StatusOk;

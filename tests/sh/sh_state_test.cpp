@@ -76,10 +76,12 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
       const size_t entries = (order + 1) * (order + 2) / 2;
       uint8_t* tableA = aligned + (offset ? 16 : 0) + 32;
       uint8_t* tableB = tableA + ((4 * entries + 15) & ~size_t(15));
-      EXPECT_EQ(state->order, order);
-      EXPECT_EQ(state->mode, SHModeRecurrence);
-      ASSERT_EQ(reinterpret_cast<uint8_t*>(state->recurA), tableA);
-      ASSERT_EQ(reinterpret_cast<uint8_t*>(state->recurB), tableB);
+      qelrSHState header;  // the block need not be aligned for the record
+      std::memcpy(&header, start, sizeof header);
+      EXPECT_EQ(header.order, order);
+      EXPECT_EQ(header.mode, SHModeRecurrence);
+      ASSERT_EQ(reinterpret_cast<uint8_t*>(header.recurA), tableA);
+      ASSERT_EQ(reinterpret_cast<uint8_t*>(header.recurB), tableB);
 
       // Expected image: the block cleared, then the entries that are
       // written: all of recurA (rows 0 and 1 even where they spill past a
