@@ -6,7 +6,7 @@ extern "C" {
 
 // Runs while the loader is still relocating this library: it must call
 // nothing that is not yet bound, so sanitizers may not instrument it.
-__attribute__((no_sanitize("address", "undefined"))) static ShRecurrenceBlocksFn shResolveRecurrenceBlocks()
+__attribute__((no_sanitize("address", "undefined"))) ShRecurrenceBlocksFn shResolveRecurrenceBlocks()
 {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") ? shRecurrenceBlocksAvx2 : shRecurrenceBlocksSse;
