@@ -302,7 +302,7 @@ int main(int argc, char** argv) {
   char repetitions[] = "--benchmark_repetitions=5";
   char interleave[] = "--benchmark_enable_random_interleaving=true";
   char aggregates[] = "--benchmark_report_aggregates_only=true";
-  char minTime[] = "--benchmark_min_time=0.1";
+  char minTime[] = "--benchmark_min_time=0.05";
   args.insert(args.begin() + 1, {repetitions, interleave, aggregates, minTime});
   int count = int(args.size());
   benchmark::Initialize(&count, args.data());
