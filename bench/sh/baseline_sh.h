@@ -16,9 +16,11 @@ class BaselineSH {
     for (int l = 0; l <= order; ++l)
       for (int m = 0; m <= l; ++m) {
         double ratio = 1;
-        for (int j = l - m + 1; j <= l + m; ++j) ratio /= j;
+        for (int j = l - m + 1; j <= l + m; ++j)
+          ratio /= j;
         double k = std::sqrt((2 * l + 1) / (4 * M_PI) * ratio);
-        if (m > 0) k *= std::sqrt(2.0);
+        if (m > 0)
+          k *= std::sqrt(2.0);
         norm_[l * l + l + m] = float(k);
       }
   }
@@ -39,9 +41,14 @@ class BaselineSH {
         float p2 = 0, p1 = pmm;
         for (int l = m; l <= order_; ++l) {
           float p = p1;
-          if (l == m + 1) p = float(2 * m + 1) * z * pmm;
-          else if (l > m + 1) p = (float(2 * l - 1) * z * p1 - float(l + m - 1) * p2) / float(l - m);
-          if (l > m) { p2 = p1; p1 = p; }
+          if (l == m + 1)
+            p = float(2 * m + 1) * z * pmm;
+          else if (l > m + 1)
+            p = (float(2 * l - 1) * z * p1 - float(l + m - 1) * p2) / float(l - m);
+          if (l > m) {
+            p2 = p1;
+            p1 = p;
+          }
           const int centre = l * l + l;
           const float k = norm_[centre + m] * p;
           if (m == 0) {

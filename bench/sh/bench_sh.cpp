@@ -25,7 +25,8 @@ struct Directions {
     while (int(x.size()) < kDirections) {
       const float a = u(rng), b = u(rng), c = u(rng);
       const float r = std::sqrt(a * a + b * b + c * c);
-      if (r < 0.1f || r > 1.0f) continue;
+      if (r < 0.1f || r > 1.0f)
+        continue;
       x.push_back(a / r);
       y.push_back(b / r);
       z.push_back(c / r);
@@ -53,14 +54,20 @@ class State {
   const qelrSHState* get() const { return state_; }
 
  private:
-  struct alignas(16) Chunk { float f[4]; };
+  struct alignas(16) Chunk {
+    float f[4];
+  };
   std::vector<Chunk> storage_;
   qelrSHState* state_;
 };
 
-int Coefficients(int order) { return (order + 1) * (order + 1); }
+int Coefficients(int order) {
+  return (order + 1) * (order + 1);
+}
 
-void Finish(benchmark::State& st) { st.SetItemsProcessed(st.iterations() * kDirections); }
+void Finish(benchmark::State& st) {
+  st.SetItemsProcessed(st.iterations() * kDirections);
+}
 
 // ---------------------------------------------------------------------------
 // Basis
@@ -88,8 +95,12 @@ void BM_SH(benchmark::State& st, int32_t mode) {
   }
   Finish(st);
 }
-void BM_SH_Recurrence(benchmark::State& st) { BM_SH(st, SHModeRecurrence); }
-void BM_SH_ClosedForm(benchmark::State& st) { BM_SH(st, SHModeClosedForm); }
+void BM_SH_Recurrence(benchmark::State& st) {
+  BM_SH(st, SHModeRecurrence);
+}
+void BM_SH_ClosedForm(benchmark::State& st) {
+  BM_SH(st, SHModeClosedForm);
+}
 
 void BM_SHBand(benchmark::State& st) {
   const int band = int(st.range(0));
@@ -113,7 +124,8 @@ void BM_Fwd_Baseline(benchmark::State& st) {
   for (auto _ : st) {
     for (int i = 0; i < kDirections; ++i) {
       baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
-      for (int k = 0; k < n; ++k) coeffs[k] += basis[k] * d.values[i];
+      for (int k = 0; k < n; ++k)
+        coeffs[k] += basis[k] * d.values[i];
     }
     benchmark::DoNotOptimize(coeffs.data());
   }
@@ -142,7 +154,8 @@ void BM_Inv_Baseline(benchmark::State& st) {
     for (int i = 0; i < kDirections; ++i) {
       baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
       float sum = 0;
-      for (int k = 0; k < n; ++k) sum += basis[k] * coeffs[k];
+      for (int k = 0; k < n; ++k)
+        sum += basis[k] * coeffs[k];
       dst[i] = sum;
     }
     benchmark::DoNotOptimize(dst.data());
@@ -156,8 +169,7 @@ void BM_InvC1(benchmark::State& st) {
   State state(order, SHModeRecurrence);
   std::vector<float> coeffs(Coefficients(order), 0.25f), dst(kDirections);
   for (auto _ : st) {
-    qelrSHTInv_32f_C1(coeffs.data(), order, d.x.data(), d.y.data(), d.z.data(), dst.data(), kDirections,
-                      state.get());
+    qelrSHTInv_32f_C1(coeffs.data(), order, d.x.data(), d.y.data(), d.z.data(), dst.data(), kDirections, state.get());
     benchmark::DoNotOptimize(dst.data());
   }
   Finish(st);
@@ -172,7 +184,8 @@ void BM_Fwd3_Baseline(benchmark::State& st) {
     for (int i = 0; i < kDirections; ++i) {
       baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
       for (int c = 0; c < 3; ++c)
-        for (int k = 0; k < n; ++k) coeffs[c][k] += basis[k] * d.values[3 * i + c];
+        for (int k = 0; k < n; ++k)
+          coeffs[c][k] += basis[k] * d.values[3 * i + c];
     }
     benchmark::DoNotOptimize(coeffs[0].data());
   }
@@ -186,8 +199,7 @@ void BM_FwdC3P3I(benchmark::State& st) {
   std::vector<float> coeffs[3] = {std::vector<float>(n), std::vector<float>(n), std::vector<float>(n)};
   float* planes[3] = {coeffs[0].data(), coeffs[1].data(), coeffs[2].data()};
   for (auto _ : st) {
-    qelrSHTFwd_32f_C3P3I(d.x.data(), d.y.data(), d.z.data(), d.values.data(), kDirections, planes, order,
-                         state.get());
+    qelrSHTFwd_32f_C3P3I(d.x.data(), d.y.data(), d.z.data(), d.values.data(), kDirections, planes, order, state.get());
     benchmark::DoNotOptimize(planes[0]);
   }
   Finish(st);
@@ -203,7 +215,8 @@ void BM_Inv3_Baseline(benchmark::State& st) {
       baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
       for (int c = 0; c < 3; ++c) {
         float sum = 0;
-        for (int k = 0; k < n; ++k) sum += basis[k] * coeffs[c * n + k];
+        for (int k = 0; k < n; ++k)
+          sum += basis[k] * coeffs[c * n + k];
         dst[3 * i + c] = sum;
       }
     }
@@ -245,32 +258,40 @@ class RatioReporter : public benchmark::ConsoleReporter {
   // Keeps the median of each benchmark's repetitions (or its one run).
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (!run.counters.count("items_per_second")) continue;
+      if (!run.counters.count("items_per_second"))
+        continue;
       const double rate = run.counters.at("items_per_second");
-      if (run.run_type == Run::RT_Iteration) singles_[run.run_name.str()] = rate;
-      else if (run.aggregate_name == "median") medians_[run.run_name.str()] = rate;
+      if (run.run_type == Run::RT_Iteration)
+        singles_[run.run_name.str()] = rate;
+      else if (run.aggregate_name == "median")
+        medians_[run.run_name.str()] = rate;
     }
     ConsoleReporter::ReportRuns(runs);
   }
 
   double Rate(const std::string& name) const {
-    if (medians_.count(name)) return medians_.at(name);
+    if (medians_.count(name))
+      return medians_.at(name);
     return singles_.count(name) ? singles_.at(name) : 0.0;
   }
 
   void PrintSummary() const {
-    struct Pair { const char* subject; const char* baseline; };
+    struct Pair {
+      const char* subject;
+      const char* baseline;
+    };
     const Pair pairs[] = {
         {"BM_SH_Recurrence", "BM_Baseline"}, {"BM_SH_ClosedForm", "BM_Baseline"}, {"BM_SHBand", "BM_Baseline"},
-        {"BM_FwdC1I", "BM_Fwd_Baseline"},    {"BM_FwdC3P3I", "BM_Fwd3_Baseline"},
-        {"BM_InvC1", "BM_Inv_Baseline"},     {"BM_InvP3C3", "BM_Inv3_Baseline"},
+        {"BM_FwdC1I", "BM_Fwd_Baseline"},    {"BM_FwdC3P3I", "BM_Fwd3_Baseline"}, {"BM_InvC1", "BM_Inv_Baseline"},
+        {"BM_InvP3C3", "BM_Inv3_Baseline"},
     };
     std::printf("\nDirections per second relative to the baseline (same run):\n");
     for (const Pair& p : pairs)
       for (int order : {3, 8, 15}) {
         const std::string suffix = "/" + std::to_string(order);
         const double s = Rate(p.subject + suffix), b = Rate(p.baseline + suffix);
-        if (s == 0 || b == 0) continue;
+        if (s == 0 || b == 0)
+          continue;
         std::printf("  %-18s order %2d: %6.2fx  (%.3g dir/s vs %.3g dir/s)\n", p.subject + 3, order, s / b, s, b);
       }
   }
@@ -288,7 +309,8 @@ void CheckBaseline() {
   State state(15, SHModeRecurrence);
   qelrSH_32f(d.x.data(), d.y.data(), d.z.data(), count, theirs.data(), 15, state.get());
   double worst = 0;
-  for (size_t k = 0; k < mine.size(); ++k) worst = std::fmax(worst, std::fabs(double(mine[k]) - theirs[k]));
+  for (size_t k = 0; k < mine.size(); ++k)
+    worst = std::fmax(worst, std::fabs(double(mine[k]) - theirs[k]));
   std::printf("baseline vs library, order 15: largest difference %.3g%s\n", worst,
               worst < 1e-4 ? "" : "  (BASELINE DISAGREES)");
 }

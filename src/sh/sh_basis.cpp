@@ -3,7 +3,6 @@
 #include "sh/sh_basis.h"
 
 extern "C" qelStatus qelrSH_32f_impl(const float* x, const float* y, const float* z, int32_t count, float* dst,
-                                     uint32_t order, const qelrSHState* state)
-{
-    return shBasis(x, y, z, count, dst, order, state);
+                                     uint32_t order, const qelrSHState* state) {
+  return shBasis(x, y, z, count, dst, order, state);
 }

@@ -20,24 +20,23 @@
 #include "sh/sh_recurrence_direction.h"
 #include "sh/sh_state_layout.h"
 
-qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y,
-                           const float* z, int32_t count, float* dst, uint32_t order)
-{
-    if (order > kShMaxOrder)
-        return StatusBadOrder;
-    if (count < 1)
-        return StatusOk;
-
-    // Band 0 alone is a constant: the coordinates are not even read.
-    if (order == 0) {
-        for (int32_t i = 0; i < count; ++i)
-            dst[i] = recurA[0];
-        return StatusOk;
-    }
-    const int bands = static_cast<int>(order);
-    const size_t perDirection = size_t(bands + 1) * size_t(bands + 1);
-    int32_t i = count >= 4 ? shRecurrenceBlocks(recurA, recurB, x, y, z, count, dst, bands) : 0;
-    for (; i < count; ++i)
-        shRecurrenceOneDirection(recurA, recurB, x[i], y[i], z[i], dst + size_t(i) * perDirection, bands);
+qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y, const float* z,
+                           int32_t count, float* dst, uint32_t order) {
+  if (order > kShMaxOrder)
+    return StatusBadOrder;
+  if (count < 1)
     return StatusOk;
+
+  // Band 0 alone is a constant: the coordinates are not even read.
+  if (order == 0) {
+    for (int32_t i = 0; i < count; ++i)
+      dst[i] = recurA[0];
+    return StatusOk;
+  }
+  const int bands = static_cast<int>(order);
+  const size_t perDirection = size_t(bands + 1) * size_t(bands + 1);
+  int32_t i = count >= 4 ? shRecurrenceBlocks(recurA, recurB, x, y, z, count, dst, bands) : 0;
+  for (; i < count; ++i)
+    shRecurrenceOneDirection(recurA, recurB, x[i], y[i], z[i], dst + size_t(i) * perDirection, bands);
+  return StatusOk;
 }

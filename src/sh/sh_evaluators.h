@@ -6,9 +6,7 @@
 
 #include "frame/qelr_internal.h"
 
-qelStatus shEvalClosedForm(const float* x, const float* y, const float* z, int32_t count, float* dst,
-                           uint32_t order);
+qelStatus shEvalClosedForm(const float* x, const float* y, const float* z, int32_t count, float* dst, uint32_t order);
 
-qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y,
-                           const float* z, int32_t count, float* dst, uint32_t order);
-
+qelStatus shEvalRecurrence(const float* recurA, const float* recurB, const float* x, const float* y, const float* z,
+                           int32_t count, float* dst, uint32_t order);

@@ -44,14 +44,12 @@ inline uintptr_t shAlignUp16(uintptr_t address) {
 
 // The record at the start of a block, copied bytewise: a block may sit at
 // any address, not only at one aligned for the record's pointers.
-inline qelrSHState shReadHeader(const qelrSHState* state)
-{
-    qelrSHState header;
-    std::memcpy(&header, state, sizeof header);
-    return header;
+inline qelrSHState shReadHeader(const qelrSHState* state) {
+  qelrSHState header;
+  std::memcpy(&header, state, sizeof header);
+  return header;
 }
 
-inline void shWriteHeader(qelrSHState* state, const qelrSHState& header)
-{
-    std::memcpy(state, &header, sizeof header);
+inline void shWriteHeader(qelrSHState* state, const qelrSHState& header) {
+  std::memcpy(state, &header, sizeof header);
 }

@@ -10,17 +10,15 @@
 constexpr int32_t kShtWorkFloats = 256;
 
 // Coefficients of bands 0..order.
-inline int32_t shtCoefficientCount(uint32_t order)
-{
-    return static_cast<int32_t>((order + 1) * (order + 1));
+inline int32_t shtCoefficientCount(uint32_t order) {
+  return static_cast<int32_t>((order + 1) * (order + 1));
 }
 
 // Evaluates direction i into `basis` as qelrSH_32f does.  Its status is not
 // looked at: a state that the evaluator refuses (a corrupted mode, an order
 // above 15) leaves `basis` as it was, and the transform goes on with it.
 // Callers must keep the order at 15 or below; nothing here enforces it.
-inline void shtDirectionBasis(const float* x, const float* y, const float* z, int32_t i, float* basis,
-                              uint32_t order, const qelrSHState* state)
-{
-    (void)shBasis(x + i, y + i, z + i, 1, basis, order, state);
+inline void shtDirectionBasis(const float* x, const float* y, const float* z, int32_t i, float* basis, uint32_t order,
+                              const qelrSHState* state) {
+  (void)shBasis(x + i, y + i, z + i, 1, basis, order, state);
 }

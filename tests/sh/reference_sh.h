@@ -1,5 +1,5 @@
 // Scalar models of the spherical-harmonic arithmetic, written from the
-// library's contract: the factor tables entry by entry at their stated
+// library's documented arithmetic: the factor tables entry by entry at their
 // precisions, the band recurrence in single precision reading the previous
 // bands from the output record, and the array helpers the transforms use.
 #pragma once
@@ -17,8 +17,12 @@ inline float FloatBits(uint32_t u) {
   return f;
 }
 
-inline int Index(int l, int m) { return l * l + l + m; }
-inline int Row(int l) { return l * (l + 1) / 2; }
+inline int Index(int l, int m) {
+  return l * l + l + m;
+}
+inline int Row(int l) {
+  return l * (l + 1) / 2;
+}
 
 struct Tables {
   std::vector<float> a, b;
@@ -54,7 +58,8 @@ inline Tables RecurrenceTables(int order) {
 // One direction's record of (order + 1)^2 values by the band recurrence.
 inline void Recurrence(const float* A, const float* B, float x, float y, float z, int order, float* Y) {
   Y[0] = A[0];
-  if (order < 1) return;
+  if (order < 1)
+    return;
   Y[Index(1, -1)] = A[Row(1) + 1] * y;
   Y[Index(1, 0)] = A[Row(1)] * z;
   Y[Index(1, 1)] = A[Row(1) + 1] * x;
@@ -75,10 +80,12 @@ inline void Recurrence(const float* A, const float* B, float x, float y, float z
 
 // The array helpers as the transforms rely on them.
 inline void MulC(const float* src, float value, float* dst, int n) {
-  for (int i = 0; i < n; ++i) dst[i] = value == 1.0f ? src[i] : value == 0.0f ? 0.0f : src[i] * value;
+  for (int i = 0; i < n; ++i)
+    dst[i] = value == 1.0f ? src[i] : value == 0.0f ? 0.0f : src[i] * value;
 }
 inline void AddInPlace(const float* src, float* dst, int n) {
-  for (int i = 0; i < n; ++i) dst[i] += src[i];
+  for (int i = 0; i < n; ++i)
+    dst[i] += src[i];
 }
 // Below 32 elements in order; from 32 on, four lanes over the multiple of 4,
 // combined as (l0 + l1) + (l2 + l3), then the rest in order.
@@ -88,10 +95,12 @@ inline float Dot(const float* a, const float* b, int n) {
   if (n >= 32) {
     float lane[4] = {0.0f, 0.0f, 0.0f, 0.0f};
     for (; i + 4 <= n; i += 4)
-      for (int k = 0; k < 4; ++k) lane[k] += a[i + k] * b[i + k];
+      for (int k = 0; k < 4; ++k)
+        lane[k] += a[i + k] * b[i + k];
     sum = (lane[0] + lane[1]) + (lane[2] + lane[3]);
   }
-  for (; i < n; ++i) sum += a[i] * b[i];
+  for (; i < n; ++i)
+    sum += a[i] * b[i];
   return sum;
 }
 

@@ -24,19 +24,21 @@ TEST(SHBasis, ChecksInOrderAndNothingWritten) {
   EXPECT_EQ(qelrSH_32f(&x, &y, nullptr, 1, d, 0, state), StatusNullPointer);
   EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, nullptr, 0, state), StatusNullPointer);
   EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, 0, nullptr), StatusNullPointer);
-  EXPECT_EQ(qelrSH_32f(&x, &y, &z, 0, d, 9, state), StatusBadSize);    // count before order
-  EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, 4, state), StatusBadOrder);   // above the state's order
-  EXPECT_EQ(qelrSH_32f(&x, &y, &z, -3, d, 3, state), StatusOk);        // negative count: nothing done
+  EXPECT_EQ(qelrSH_32f(&x, &y, &z, 0, d, 9, state), StatusBadSize);   // count before order
+  EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, 4, state), StatusBadOrder);  // above the state's order
+  EXPECT_EQ(qelrSH_32f(&x, &y, &z, -3, d, 3, state), StatusOk);       // negative count: nothing done
 
   // A corrupted mode is refused after the order test.
   qelrSHState bad = *static_cast<const qelrSHState*>(state);
   bad.mode = 2;
   EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, 4, &bad), StatusBadOrder);
   EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, 1, &bad), StatusBadOrder);
-  for (float v : dst) ASSERT_EQ(v, kSentinel);
+  for (float v : dst)
+    ASSERT_EQ(v, kSentinel);
 
   // A lower order is served by the same tables.
-  for (uint32_t order = 0; order <= 3; ++order) EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, order, state), StatusOk);
+  for (uint32_t order = 0; order <= 3; ++order)
+    EXPECT_EQ(qelrSH_32f(&x, &y, &z, 1, d, order, state), StatusOk);
 }
 
 TEST(SHBasis, RecurrenceStateAboveFifteenIsRefusedAtEvaluation) {
@@ -57,10 +59,11 @@ TEST(SHBand, ChecksInOrderAndNothingWritten) {
   EXPECT_EQ(qelrSHBand_32f(&x, nullptr, &z, 1, d, 0), StatusNullPointer);
   EXPECT_EQ(qelrSHBand_32f(&x, &y, nullptr, 1, d, 0), StatusNullPointer);
   EXPECT_EQ(qelrSHBand_32f(&x, &y, &z, 1, nullptr, 0), StatusNullPointer);
-  EXPECT_EQ(qelrSHBand_32f(&x, &y, &z, 0, d, 16), StatusBadOrder);   // band before count
+  EXPECT_EQ(qelrSHBand_32f(&x, &y, &z, 0, d, 16), StatusBadOrder);  // band before count
   EXPECT_EQ(qelrSHBand_32f(&x, &y, &z, 0, d, 15), StatusBadSize);
   EXPECT_EQ(qelrSHBand_32f(&x, &y, &z, -1, d, 15), StatusOk);
-  for (float v : dst) ASSERT_EQ(v, kSentinel);
+  for (float v : dst)
+    ASSERT_EQ(v, kSentinel);
 }
 
 // ---------------------------------------------------------------------------
@@ -115,14 +118,17 @@ constexpr long double kRecurrenceUlps = 64;
 
 const long double kUnit = std::ldexp(1.0L, -24);
 
-struct Sample { float x, y, z; };
+struct Sample {
+  float x, y, z;
+};
 
 std::vector<Sample> AccuracySamples() {
   qt::Rng rng(502);
   std::vector<Sample> s;
   const sht::Directions unit = sht::RandomDirections(rng, 1500);
-  for (size_t i = 0; i < unit.x.size(); ++i) s.push_back({unit.x[i], unit.y[i], unit.z[i]});
-  for (int i = 0; i < 500; ++i)   // not of unit length
+  for (size_t i = 0; i < unit.x.size(); ++i)
+    s.push_back({unit.x[i], unit.y[i], unit.z[i]});
+  for (int i = 0; i < 500; ++i)  // not of unit length
     s.push_back({rng.Uniform(-2.0f, 2.0f), rng.Uniform(-2.0f, 2.0f), rng.Uniform(-2.0f, 2.0f)});
   s.push_back({0.5f, -1.5f, 2.0f});
   s.push_back({0.0f, 0.0f, 1.0f});
@@ -144,9 +150,10 @@ double WorstClosedFormRatio(const std::vector<Sample>& samples, Evaluate evaluat
         const long double allowed = kUnit * std::fabs(e.y) + kClosedFormTermUlps * kUnit * e.magnitude;
         const long double error = std::fabs((long double)got[ref::Index(l, m)] - e.y);
         const double ratio = error == 0 ? 0.0 : double(error / allowed);
-        EXPECT_LE(ratio, 1.0) << "l " << l << " m " << m << " at (" << s.x << ", " << s.y << ", " << s.z
-                              << "): got " << got[ref::Index(l, m)] << ", exact " << double(e.y);
-        if (ratio > worst) worst = ratio;
+        EXPECT_LE(ratio, 1.0) << "l " << l << " m " << m << " at (" << s.x << ", " << s.y << ", " << s.z << "): got "
+                              << got[ref::Index(l, m)] << ", exact " << double(e.y);
+        if (ratio > worst)
+          worst = ratio;
       }
   }
   return worst;
@@ -212,15 +219,22 @@ TEST(SHBasis, FirstBandsAsPolynomials) {
   const Sample samples[] = {{0.48f, -0.6f, 0.64f}, {0.5f, -1.5f, 2.0f}};
   for (const Sample& s : samples) {
     const double x = s.x, y = s.y, z = s.z;
-    const double expected[16] = {
-        0.28209479177387814,
-        -0.4886025119029199 * y, 0.4886025119029199 * z, -0.4886025119029199 * x,
-        1.092548430592079 * x * y, -1.092548430592079 * y * z, 0.31539156525252 * (3 * z * z - 1),
-        -1.092548430592079 * x * z, 0.5462742152960395 * (x * x - y * y),
-        -0.5900435899266435 * (3 * x * x * y - y * y * y), 2.890611442640554 * x * y * z,
-        -0.4570457994644657 * y * (5 * z * z - 1), 0.3731763325901154 * z * (5 * z * z - 3),
-        -0.4570457994644657 * x * (5 * z * z - 1), 1.445305721320277 * z * (x * x - y * y),
-        -0.5900435899266435 * (x * x * x - 3 * x * y * y)};
+    const double expected[16] = {0.28209479177387814,
+                                 -0.4886025119029199 * y,
+                                 0.4886025119029199 * z,
+                                 -0.4886025119029199 * x,
+                                 1.092548430592079 * x * y,
+                                 -1.092548430592079 * y * z,
+                                 0.31539156525252 * (3 * z * z - 1),
+                                 -1.092548430592079 * x * z,
+                                 0.5462742152960395 * (x * x - y * y),
+                                 -0.5900435899266435 * (3 * x * x * y - y * y * y),
+                                 2.890611442640554 * x * y * z,
+                                 -0.4570457994644657 * y * (5 * z * z - 1),
+                                 0.3731763325901154 * z * (5 * z * z - 3),
+                                 -0.4570457994644657 * x * (5 * z * z - 1),
+                                 1.445305721320277 * z * (x * x - y * y),
+                                 -0.5900435899266435 * (x * x * x - 3 * x * y * y)};
     for (int32_t mode : {SHModeClosedForm, SHModeRecurrence}) {
       sht::State state(3, mode);
       float got[16];
@@ -253,12 +267,14 @@ TEST(SHBasis, PoleAndConstant) {
     const float nans[5] = {nan, nan, nan, nan, nan};
     float constant[5];
     ASSERT_EQ(qelrSH_32f(nans, nans, nans, 5, constant, 0, state), StatusOk);
-    for (float c : constant) EXPECT_EQ(qt::Bits(c), 0x3E906EBBu);
+    for (float c : constant)
+      EXPECT_EQ(qt::Bits(c), 0x3E906EBBu);
   }
   float constant[5];
   const float nans[5] = {nan, nan, nan, nan, nan};
   ASSERT_EQ(qelrSHBand_32f(nans, nans, nans, 5, constant, 0), StatusOk);
-  for (float c : constant) EXPECT_EQ(qt::Bits(c), 0x3E906EBBu);
+  for (float c : constant)
+    EXPECT_EQ(qt::Bits(c), 0x3E906EBBu);
 }
 
 }  // namespace

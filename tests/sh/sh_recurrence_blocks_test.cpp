@@ -1,11 +1,12 @@
 // Both vector forms of the recurrence, called directly: the SSE blocks on
 // every machine and the AVX2 blocks where the processor has AVX2, so that
 // the form the library did not choose here is tested too.
+#include "sh/sh_recurrence_blocks.h"
+
 #include <cmath>
 #include <vector>
 
 #include "reference_sh.h"
-#include "sh/sh_recurrence_blocks.h"
 #include "test_util.h"
 
 namespace {
@@ -32,13 +33,15 @@ void CheckBlocks(ShRecurrenceBlocksFn blocks, int widest, const char* name) {
         ref::Recurrence(t.a.data(), t.b.data(), x[i], y[i], z[i], order, want.data());
         for (int k = 0; k < n; ++k) {
           const float got = dst[size_t(i) * n + k];
-          if (std::isnan(got) && std::isnan(want[k])) continue;
+          if (std::isnan(got) && std::isnan(want[k]))
+            continue;
           ASSERT_EQ(qt::Bits(got), qt::Bits(want[k]))
               << name << " order " << order << " direction " << i << " of " << count << " coefficient " << k;
         }
       }
       // Nothing past the directions done is touched.
-      for (size_t k = size_t(done) * n; k < dst.size(); ++k) dst[k] = 0.0f;
+      for (size_t k = size_t(done) * n; k < dst.size(); ++k)
+        dst[k] = 0.0f;
       ASSERT_TRUE(dst.GuardsIntact());
     }
   }
@@ -50,7 +53,8 @@ TEST(SHRecurrenceBlocks, SseMatchesScalarModel) {
 
 TEST(SHRecurrenceBlocks, Avx2MatchesScalarModel) {
   __builtin_cpu_init();
-  if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
+  if (!__builtin_cpu_supports("avx2"))
+    GTEST_SKIP() << "no AVX2 on this processor";
   CheckBlocks(shRecurrenceBlocksAvx2, 8, "avx2");
 }
 

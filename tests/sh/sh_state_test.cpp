@@ -11,12 +11,16 @@ namespace {
 constexpr uint8_t kFill = 0xA5;
 
 TEST(SHState, Sizes) {
-  struct Case { uint32_t order; int32_t mode; int32_t bytes; };
+  struct Case {
+    uint32_t order;
+    int32_t mode;
+    int32_t bytes;
+  };
   const Case cases[] = {
-      {0, SHModeClosedForm, 32},  {15, SHModeClosedForm, 32},   // the header alone
-      {0, SHModeRecurrence, 64},  {1, SHModeRecurrence, 64},    // rounding leaves room for rows 0 and 1
-      {3, SHModeRecurrence, 128}, {15, SHModeRecurrence, 1120},
-      {16, SHModeRecurrence, 1280},                              // no order limit at this stage
+      {0, SHModeClosedForm, 32},    {15, SHModeClosedForm, 32},  // the header alone
+      {0, SHModeRecurrence, 64},    {1, SHModeRecurrence, 64},   // rounding leaves room for rows 0 and 1
+      {3, SHModeRecurrence, 128},   {15, SHModeRecurrence, 1120},
+      {16, SHModeRecurrence, 1280},  // no order limit at this stage
   };
   for (const Case& c : cases) {
     int32_t size = -1;
@@ -28,7 +32,7 @@ TEST(SHState, Sizes) {
 TEST(SHState, SizeChecksInOrder) {
   int32_t size = 12345;
   EXPECT_EQ(qelrSHGetSize_32f(99, 7, nullptr), StatusNullPointer);
-  EXPECT_EQ(qelrSHGetSize_32f(99, 2, &size), StatusBadOrder);   // mode before order
+  EXPECT_EQ(qelrSHGetSize_32f(99, 2, &size), StatusBadOrder);  // mode before order
   EXPECT_EQ(qelrSHGetSize_32f(0, -1, &size), StatusBadOrder);
   EXPECT_EQ(qelrSHGetSize_32f(16, SHModeClosedForm, &size), StatusBadSize);
   EXPECT_EQ(size, 12345);
@@ -41,7 +45,8 @@ TEST(SHState, InitFailuresLeaveTheBlockAlone) {
   EXPECT_EQ(qelrSHInit_32f(state, 3, 2), StatusBadOrder);
   EXPECT_EQ(qelrSHInit_32f(state, 99, -5), StatusBadOrder);
   EXPECT_EQ(qelrSHInit_32f(state, 16, SHModeClosedForm), StatusBadSize);
-  for (uint8_t b : block) ASSERT_EQ(b, kFill);
+  for (uint8_t b : block)
+    ASSERT_EQ(b, kFill);
 }
 
 TEST(SHState, ClosedFormWritesOnlyItsHeader) {
@@ -52,9 +57,12 @@ TEST(SHState, ClosedFormWritesOnlyItsHeader) {
   EXPECT_EQ(state->mode, SHModeClosedForm);
   EXPECT_EQ(state->recurA, nullptr);
   EXPECT_EQ(state->recurB, nullptr);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(block[i], kFill);
-  for (int i = 16 + 24; i < 16 + 32; ++i) EXPECT_EQ(block[i], 0);   // cleared padding of the header
-  for (int i = 16 + 32; i < 128; ++i) EXPECT_EQ(block[i], kFill);
+  for (int i = 0; i < 16; ++i)
+    EXPECT_EQ(block[i], kFill);
+  for (int i = 16 + 24; i < 16 + 32; ++i)
+    EXPECT_EQ(block[i], 0);  // cleared padding of the header
+  for (int i = 16 + 32; i < 128; ++i)
+    EXPECT_EQ(block[i], kFill);
 }
 
 // The whole block, byte by byte, for orders 0..20 and every 4-byte offset
@@ -68,7 +76,8 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
       int32_t size = 0;
       ASSERT_EQ(qelrSHGetSize_32f(order, SHModeRecurrence, &size), StatusOk);
       std::vector<uint8_t> storage(size + 128, kFill);
-      uint8_t* aligned = reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(storage.data()) + 63) & ~uintptr_t(63));
+      uint8_t* aligned =
+          reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(storage.data()) + 63) & ~uintptr_t(63));
       uint8_t* start = aligned + offset;
       auto* state = reinterpret_cast<qelrSHState*>(start);
       ASSERT_EQ(qelrSHInit_32f(state, order, SHModeRecurrence), StatusOk);
@@ -95,7 +104,7 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
       std::memcpy(&expected[base + (tableA - aligned)], t.a.data(), 4 * t.a.size());
       for (int l = 2; l <= int(order); ++l)
         std::memcpy(&expected[base + (tableB - aligned) + 4 * ref::Row(l)], &t.b[ref::Row(l)], 4 * l);
-      std::memcpy(&expected[base + offset], start, 24);   // header fields checked above
+      std::memcpy(&expected[base + offset], start, 24);  // header fields checked above
       for (size_t i = 0; i < storage.size(); ++i)
         ASSERT_EQ(storage[i], expected[i]) << "byte " << ptrdiff_t(i - base - offset) << " of the block";
     }

@@ -30,13 +30,16 @@ class State {
   qelrSHState* state_;
 };
 
-inline int Count(uint32_t order) { return int((order + 1) * (order + 1)); }
+inline int Count(uint32_t order) {
+  return int((order + 1) * (order + 1));
+}
 
 // Bitwise equality, except that any two NaNs match: the payload of a NaN
 // that meets another NaN depends on which operand a compiler put first.
 inline ::testing::AssertionResult SameValues(const float* expected, const float* actual, size_t n) {
   for (size_t i = 0; i < n; ++i) {
-    if (std::isnan(expected[i]) && std::isnan(actual[i])) continue;
+    if (std::isnan(expected[i]) && std::isnan(actual[i]))
+      continue;
     if (qt::Bits(expected[i]) != qt::Bits(actual[i]))
       return ::testing::AssertionFailure()
              << "at " << i << ": expected " << qt::Show(expected[i]) << ", got " << qt::Show(actual[i]);
@@ -56,11 +59,14 @@ inline Directions RandomDirections(qt::Rng& rng, int n, bool specials = false) {
     float v[3];
     double norm = 0;
     do {
-      for (float& c : v) c = rng.Uniform(-1.0f, 1.0f);
+      for (float& c : v)
+        c = rng.Uniform(-1.0f, 1.0f);
       norm = double(v[0]) * v[0] + double(v[1]) * v[1] + double(v[2]) * v[2];
     } while (norm < 1e-3 || norm > 1.0);
-    for (float& c : v) c = float(c / std::sqrt(norm));
-    if (specials && rng.Chance(0.3)) v[rng.Int(0, 2)] = rng.Special(-2.0f, 2.0f);
+    for (float& c : v)
+      c = float(c / std::sqrt(norm));
+    if (specials && rng.Chance(0.3))
+      v[rng.Int(0, 2)] = rng.Special(-2.0f, 2.0f);
     d.x.push_back(v[0]);
     d.y.push_back(v[1]);
     d.z.push_back(v[2]);

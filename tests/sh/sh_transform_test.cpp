@@ -33,7 +33,8 @@ std::vector<float> Values(qt::Rng& rng, size_t n) {
 
 std::vector<float> Start(qt::Rng& rng, size_t n) {
   std::vector<float> c(n);
-  for (float& f : c) f = rng.Uniform(-1.0f, 1.0f);
+  for (float& f : c)
+    f = rng.Uniform(-1.0f, 1.0f);
   return c;
 }
 
@@ -52,7 +53,8 @@ TEST(SHTransform, MatchesBasisAndHelperArithmetic) {
       const std::vector<float> v[3] = {Values(rng, count), Values(rng, count), Values(rng, count)};
       std::vector<float> interleaved(3 * count);
       for (int i = 0; i < count; ++i)
-        for (int c = 0; c < 3; ++c) interleaved[3 * i + c] = v[c][i];
+        for (int c = 0; c < 3; ++c)
+          interleaved[3 * i + c] = v[c][i];
 
       // Forward: three sets of starting coefficients, the model beside them.
       std::vector<float> scaled(n);
@@ -75,9 +77,9 @@ TEST(SHTransform, MatchesBasisAndHelperArithmetic) {
       float* outP3[3] = {p3[0].data(), p3[1].data(), p3[2].data()};
       float* outC3[3] = {c3p3[0].data(), c3p3[1].data(), c3p3[2].data()};
       ASSERT_EQ(qelrSHTFwd_32f_P3I(d.x.data(), d.y.data(), d.z.data(), planes, count, outP3, order, state), StatusOk);
-      ASSERT_EQ(qelrSHTFwd_32f_C3P3I(d.x.data(), d.y.data(), d.z.data(), interleaved.data(), count, outC3, order,
-                                     state),
-                StatusOk);
+      ASSERT_EQ(
+          qelrSHTFwd_32f_C3P3I(d.x.data(), d.y.data(), d.z.data(), interleaved.data(), count, outC3, order, state),
+          StatusOk);
       for (int c = 0; c < 3; ++c) {
         EXPECT_TRUE(sht::SameValues(modelP3[c].data(), p3[c].data(), n)) << "P3I channel " << c;
         EXPECT_TRUE(sht::SameValues(modelP3[c].data(), c3p3[c].data(), n)) << "C3P3I channel " << c;
@@ -121,9 +123,11 @@ TEST(SHTransform, ForwardOnlyAccumulates) {
   ASSERT_EQ(qelrSH_32f(&x[0], &y[0], &z[0], 1, b0, 3, state), StatusOk);
   ASSERT_EQ(qelrSH_32f(&x[1], &y[1], &z[1], 1, b1, 3, state), StatusOk);
   std::vector<float> coeffs(16), expected(16);
-  for (int k = 0; k < 16; ++k) coeffs[k] = expected[k] = 0.25f * k - 1.0f;
+  for (int k = 0; k < 16; ++k)
+    coeffs[k] = expected[k] = 0.25f * k - 1.0f;
   for (int call = 0; call < 2; ++call) {
-    for (int k = 0; k < 16; ++k) expected[k] = (expected[k] + 2.0f * b0[k]) + b1[k];
+    for (int k = 0; k < 16; ++k)
+      expected[k] = (expected[k] + 2.0f * b0[k]) + b1[k];
     ASSERT_EQ(qelrSHTFwd_32f_C1I(x, y, z, values, 3, coeffs.data(), 3, state), StatusOk);
     EXPECT_TRUE(qt::SameBits(expected.data(), coeffs.data(), 16)) << "call " << call;
   }
@@ -139,10 +143,12 @@ TEST(SHTransform, LowerOrderUsesOnlyItsCoefficients) {
   ASSERT_EQ(qelrSHTFwd_32f_C3P3I(x, y, z, values, 2, planes, 2, state), StatusOk);
   for (float* p : planes) {
     EXPECT_NE(p[8], kSentinel);
-    for (int k = 9; k < 16; ++k) EXPECT_EQ(p[k], kSentinel);
+    for (int k = 9; k < 16; ++k)
+      EXPECT_EQ(p[k], kSentinel);
   }
   std::vector<float> coeffs(16, 0.5f);
-  for (int k = 9; k < 16; ++k) coeffs[k] = std::nanf("");
+  for (int k = 9; k < 16; ++k)
+    coeffs[k] = std::nanf("");
   float out[2];
   ASSERT_EQ(qelrSHTInv_32f_C1(coeffs.data(), 2, x, y, z, out, 2, state), StatusOk);
   EXPECT_TRUE(std::isfinite(out[0]) && std::isfinite(out[1]));
@@ -201,7 +207,8 @@ TEST(SHTransform, ChecksInOrderAndNothingWritten) {
   EXPECT_EQ(qelrSHTInv_32f_P3C3(ins, 4, x, y, z, a.data(), 1, state), StatusBadOrder);
   EXPECT_EQ(qelrSHTInv_32f_P3C3(ins, 3, x, y, z, a.data(), -1, state), StatusOk);
   for (const auto* buffer : {&a, &b, &e})
-    for (float f : *buffer) ASSERT_EQ(f, kSentinel);
+    for (float f : *buffer)
+      ASSERT_EQ(f, kSentinel);
 
   // The transforms do not look at the evaluation's status: a corrupted mode
   // still ends in StatusOk.
@@ -230,7 +237,8 @@ void GaussLegendre(int n, std::vector<double>& nodes, std::vector<double>& weigh
       dp = n * (t * p1 - p0) / (t * t - 1);
       const double step = p1 / dp;
       t -= step;
-      if (std::fabs(step) < 1e-15) break;
+      if (std::fabs(step) < 1e-15)
+        break;
     }
     nodes[i] = t;
     weights[i] = 2 / ((1 - t * t) * dp * dp);
@@ -242,7 +250,8 @@ double Signal(const std::vector<float>& c, float x, float y, float z) {
   long double sum = 0;
   for (int l = 0; l * l < int(c.size()); ++l)
     for (int m = -l; m <= l; ++m)
-      if (c[ref::Index(l, m)] != 0.0f) sum += c[ref::Index(l, m)] * exact::Y(l, m, x, y, z).y;
+      if (c[ref::Index(l, m)] != 0.0f)
+        sum += c[ref::Index(l, m)] * exact::Y(l, m, x, y, z).y;
   return double(sum);
 }
 
@@ -259,7 +268,8 @@ TEST(SHTransform, ProjectAndReconstructRoundTrip) {
   std::vector<float> truth[3];
   for (auto& t : truth) {
     t.assign(n, 0.0f);
-    for (int k = 0; k < sht::Count(kSignalOrder); ++k) t[k] = rng.Uniform(-1.0f, 1.0f);
+    for (int k = 0; k < sht::Count(kSignalOrder); ++k)
+      t[k] = rng.Uniform(-1.0f, 1.0f);
   }
   for (int32_t mode : {SHModeClosedForm, SHModeRecurrence}) {
     sht::State state(kOrder, mode);
@@ -281,23 +291,25 @@ TEST(SHTransform, ProjectAndReconstructRoundTrip) {
     // Sample the signal, weight the samples, project.
     std::vector<float> samples(3 * count);
     for (int i = 0; i < count; ++i)
-      for (int c = 0; c < 3; ++c) samples[3 * i + c] = float(Signal(truth[c], grid.x[i], grid.y[i], grid.z[i]) * weights[i]);
+      for (int c = 0; c < 3; ++c)
+        samples[3 * i + c] = float(Signal(truth[c], grid.x[i], grid.y[i], grid.z[i]) * weights[i]);
     std::vector<float> got[3] = {std::vector<float>(n, 0.0f), std::vector<float>(n, 0.0f), std::vector<float>(n, 0.0f)};
     float* gotPlanes[3] = {got[0].data(), got[1].data(), got[2].data()};
     ASSERT_EQ(qelrSHTFwd_32f_C3P3I(grid.x.data(), grid.y.data(), grid.z.data(), samples.data(), count, gotPlanes,
                                    kOrder, state),
               StatusOk);
     for (int c = 0; c < 3; ++c)
-      for (int k = 0; k < n; ++k) EXPECT_NEAR(got[c][k], truth[c][k], 2e-5) << "mode " << mode << " k " << k;
+      for (int k = 0; k < n; ++k)
+        EXPECT_NEAR(got[c][k], truth[c][k], 2e-5) << "mode " << mode << " k " << k;
 
     // Reconstruct at fresh directions.
     const sht::Directions fresh = sht::RandomDirections(rng, 500);
     const float* gotConst[3] = {got[0].data(), got[1].data(), got[2].data()};
     std::vector<float> back[3] = {std::vector<float>(500), std::vector<float>(500), std::vector<float>(500)};
     float* backPlanes[3] = {back[0].data(), back[1].data(), back[2].data()};
-    ASSERT_EQ(qelrSHTInv_32f_P3(gotConst, kOrder, fresh.x.data(), fresh.y.data(), fresh.z.data(), backPlanes, 500,
-                                state),
-              StatusOk);
+    ASSERT_EQ(
+        qelrSHTInv_32f_P3(gotConst, kOrder, fresh.x.data(), fresh.y.data(), fresh.z.data(), backPlanes, 500, state),
+        StatusOk);
     for (int c = 0; c < 3; ++c)
       for (int i = 0; i < 500; ++i)
         EXPECT_NEAR(back[c][i], Signal(truth[c], fresh.x[i], fresh.y[i], fresh.z[i]), 5e-5) << "channel " << c;

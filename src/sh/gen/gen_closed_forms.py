@@ -258,7 +258,7 @@ class SharedPowers:
 
 def emit_all_bands():
     lines = []
-    scope = Scope(lines, '    ')
+    scope = Scope(lines, '  ')
     shared = SharedPowers(scope)
     scope.emit('const double xd = x;')
     scope.emit('const double yd = y;')
@@ -286,15 +286,14 @@ def emit_all_bands():
             scope.emit(f'dst[{base + m}] = static_cast<float>({zpart} * {cos_name});')
         if l < MAX_BAND:
             scope.emit(f'if (order == {l})')
-            scope.emit('    return;')
+            scope.emit('  return;')
     body = '\n'.join(line.rstrip() for line in lines)
     return f'''{HEADER}
 #include "sh/sh_closed_form.h"
 
 // Bands 0..order of one direction, order <= 15.  Intermediates computed for
 // one band (powers, C_m and S_m, z-polynomials) are reused by the later ones.
-void shClosedFormDirection(float x, float y, float z, float* dst, uint32_t order)
-{{
+void shClosedFormDirection(float x, float y, float z, float* dst, uint32_t order) {{
 {body}
 }}
 '''
@@ -358,16 +357,14 @@ class BandPowers:
 def emit_band_block(l):
     if l == 0:
         constant, _, _ = z_polynomial(0, 0)
-        return f'''void shBandBlock0(const float*, const float*, const float*, int32_t count, float* dst)
-{{
-    // The constant alone: no coordinate is read.
-    const float y00 = static_cast<float>({cpp_double(constant)});
-    for (int32_t i = 0; i < count; ++i)
-        dst[i] = y00;
+        return f'''void shBandBlock0(const float*, const float*, const float*, int32_t count, float* dst) {{
+  // The constant alone: no coordinate is read.
+  const float y00 = static_cast<float>({cpp_double(constant)});
+  for (int32_t i = 0; i < count; ++i) dst[i] = y00;
 }}
 '''
     lines = []
-    scope = Scope(lines, '        ')
+    scope = Scope(lines, '    ')
     powers = BandPowers(scope)
     scope.emit('const double xd = x[i];')
     scope.emit('const double yd = y[i];')
@@ -386,11 +383,10 @@ def emit_band_block(l):
         scope.emit(f'dst[{l - m}] = static_cast<float>({zpart} * {sin_name});')
         scope.emit(f'dst[{l + m}] = static_cast<float>({zpart} * {cos_name});')
     body = '\n'.join(line.rstrip() for line in lines)
-    return f'''void shBandBlock{l}(const float* x, const float* y, const float* zs, int32_t count, float* dst)
-{{
-    for (int32_t i = 0; i < count; ++i, dst += {2 * l + 1}) {{
+    return f'''void shBandBlock{l}(const float* x, const float* y, const float* zs, int32_t count, float* dst) {{
+  for (int32_t i = 0; i < count; ++i, dst += {2 * l + 1}) {{
 {body}
-    }}
+  }}
 }}
 '''
 
@@ -404,7 +400,7 @@ def emit_band_blocks():
 namespace {{
 
 {blocks}
-}} // namespace
+}}  // namespace
 
 const ShBandBlock shClosedFormBandBlocks[16] = {{
 {table},
