@@ -1,0 +1,25 @@
+// qelrSHTFwd_32f_C1I: adds value * basis of each direction to one set of
+// coefficients.  No clearing, no weights: the caller does both.
+#include "sh/sht_direction_basis.h"
+
+extern "C" qelStatus qelrSHTFwd_32f_C1I_impl(const float* x, const float* y, const float* z, const float* values,
+                                             int32_t count, float* coeffs, uint32_t order, const qelrSHState* state) {
+  if (!x || !y || !z || !values || !coeffs || !state)
+    return StatusNullPointer;
+  if (count == 0)
+    return StatusBadSize;
+  if (order > shReadHeader(state).order)
+    return StatusBadOrder;
+  if (count < 0)
+    return StatusOk;
+
+  const int32_t n = shtCoefficientCount(order);
+  alignas(16) float basis[kShtWorkFloats];
+  for (int32_t i = 0; i < count; ++i) {
+    shtDirectionBasis(x, y, z, i, basis, order, state);
+    // A value of exactly 1 leaves the basis as it is; exactly 0 clears it.
+    ownMulC32fInPlace(values[i], basis, n);
+    ownAdd32fInPlace(basis, coeffs, n);
+  }
+  return StatusOk;
+}

@@ -1,0 +1,27 @@
+// qelrSHTInv_32f_P3C3: three sets of coefficients to interleaved
+// three-channel values.
+#include "sh/sht_direction_basis.h"
+
+extern "C" qelStatus qelrSHTInv_32f_P3C3_impl(const float* const coeffs[], uint32_t order, const float* x,
+                                              const float* y, const float* z, float* dst, int32_t count,
+                                              const qelrSHState* state) {
+  if (!coeffs || !x || !y || !z || !dst || !state)
+    return StatusNullPointer;
+  if (!coeffs[0] || !coeffs[1] || !coeffs[2])
+    return StatusNullPointer;
+  if (count == 0)
+    return StatusBadSize;
+  if (order > shReadHeader(state).order)
+    return StatusBadOrder;
+  if (count < 0)
+    return StatusOk;
+
+  const int32_t n = shtCoefficientCount(order);
+  alignas(16) float basis[kShtWorkFloats];
+  for (int32_t i = 0; i < count; ++i) {
+    shtDirectionBasis(x, y, z, i, basis, order, state);
+    for (int c = 0; c < 3; ++c)
+      ownDot32f(basis, coeffs[c], n, &dst[3 * i + c]);
+  }
+  return StatusOk;
+}
