@@ -7,7 +7,7 @@ BUILD      ?= build
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 
-PACKAGES       := cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpng-dev binutils
+PACKAGES       := cmake make g++ python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpng-dev binutils
 BENCH_PACKAGES := libembree-dev libopencv-dev python3-scipy python3-numpy
 
 .PHONY: all deps bench-deps configure build demo test bench asan install clean
