@@ -4,6 +4,7 @@
 
 #include "volume/resize/resize_cubic_plane.h"
 #include "volume/resize/resize_cubic_round.h"
+#include "volume/resize/resize_cubic_taps.h"
 #include "volume/resize/resize_cubic_window.h"
 
 namespace {
@@ -28,6 +29,22 @@ inline __attribute__((always_inline)) float RowAtColumn(const T* row, int32_t i,
   }
   return static_cast<float>(row[t0]) * wx[0] + static_cast<float>(row[t1]) * wx[1] +
          static_cast<float>(row[t2]) * wx[2] + static_cast<float>(row[t3]) * wx[3];
+}
+
+// Whether a column's taps i - 1 .. i + 2 all lie in the row, so that the
+// tap table leaves them as they are.
+inline bool InsideRow(int32_t i, int32_t srcW) { return i >= 1 && i <= srcW - 3; }
+
+// RowAtColumn for four columns whose taps lie in the row: the products are
+// transposed so that each column's four are summed in order, as above.
+template <typename T>
+inline __m128 FourColumnsInOrder(const T* row, const int32_t* xIndex, const float* xWeight4) {
+  __m128 p0 = _mm_mul_ps(LoadTaps(row + xIndex[0] - 1), _mm_load_ps(xWeight4 + 0));
+  __m128 p1 = _mm_mul_ps(LoadTaps(row + xIndex[1] - 1), _mm_load_ps(xWeight4 + 4));
+  __m128 p2 = _mm_mul_ps(LoadTaps(row + xIndex[2] - 1), _mm_load_ps(xWeight4 + 8));
+  __m128 p3 = _mm_mul_ps(LoadTaps(row + xIndex[3] - 1), _mm_load_ps(xWeight4 + 12));
+  _MM_TRANSPOSE4_PS(p0, p1, p2, p3);
+  return _mm_add_ps(_mm_add_ps(_mm_add_ps(p0, p1), p2), p3);
 }
 
 template <typename T>
@@ -57,11 +74,11 @@ SideColumn RightColumn(const CubicPlaneTables& t, int32_t c) {
   return {{last - 1, last, 0}, {wx[0], wx[1] + wx[2] + wx[3], 0.0f}, false};
 }
 
-template <typename T>
+template <bool kThreeTerms, typename T>
 inline float SideValue(const T* row, const SideColumn& s) {
   const float v = s.weights[0] * static_cast<float>(row[s.taps[0]]) +
                   s.weights[1] * static_cast<float>(row[s.taps[1]]);
-  return s.threeTerms ? v + s.weights[2] * static_cast<float>(row[s.taps[2]]) : v;
+  return kThreeTerms ? v + s.weights[2] * static_cast<float>(row[s.taps[2]]) : v;
 }
 
 // Sums four row values in order, each with its weight.
@@ -81,8 +98,19 @@ void ResampleRows(const T* plane, const CubicPlaneTables& t, int32_t first, int3
                   int32_t n, float (*out)[kChunk]) {
   for (int32_t k = 0; k < count; ++k) {
     const T* row = RowAt(plane, (first + k) * t.srcStep);
-    for (int32_t i = 0; i < n; ++i)
-      out[k][i] = RowAtColumn(row, t.xIndex[c0 + i], t.xWeight4 + 4 * (c0 + i), t.srcW);
+    int32_t i = 0;
+    while (i < n) {
+      const int32_t c = c0 + i;
+      // Indexes grow with the column, so a block whose first and last
+      // columns have their four taps inside the row has all of them inside.
+      if (i + 4 <= n && InsideRow(t.xIndex[c], t.srcW) && InsideRow(t.xIndex[c + 3], t.srcW)) {
+        _mm_storeu_ps(out[k] + i, FourColumnsInOrder(row, t.xIndex + c, t.xWeight4 + 4 * c));
+        i += 4;
+      } else {
+        out[k][i] = RowAtColumn(row, t.xIndex[c], t.xWeight4 + 4 * c, t.srcW);
+        ++i;
+      }
+    }
   }
 }
 
@@ -145,15 +173,24 @@ void BottomRows(const T* plane, const CubicPlaneTables& t, float* out) {
 
 // Left and right columns of the rows between the top and bottom bands,
 // each column stored as one run of hi samples.
-template <typename T>
+template <bool kThreeTerms, typename T>
 void SideColumnRun(const T* plane, const CubicPlaneTables& t, const SideColumn& column, float* run) {
   for (int32_t j = 0; j < t.hi; ++j) {
     const int32_t r = t.y.Low() + j;
     const float* wy = t.yWeight4 + 4 * r;
+    const T* row = RowAt(plane, t.yOffset[r] - t.srcStep);
     float v[4];
-    for (int k = 0; k < 4; ++k) v[k] = SideValue(RowAt(plane, t.yOffset[r] + (k - 1) * t.srcStep), column);
+    for (int k = 0; k < 4; ++k, row += t.srcStep) v[k] = SideValue<kThreeTerms>(row, column);
     run[j] = WeighRows(v, wy);
   }
+}
+
+template <typename T>
+void SideColumnRun(const T* plane, const CubicPlaneTables& t, const SideColumn& column, float* run) {
+  if (column.threeTerms)
+    SideColumnRun<true>(plane, t, column, run);
+  else
+    SideColumnRun<false>(plane, t, column, run);
 }
 
 template <typename T>
