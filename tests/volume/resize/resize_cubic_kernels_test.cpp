@@ -125,22 +125,6 @@ TYPED_TEST(CubicRowXTest, EveryLengthMatchesScalarFormAtAnyPlace) {
   }
 }
 
-TEST(CubicRowY, EveryLengthMatchesScalarForm) {
-  qt::Rng rng(99);
-  for (int32_t n : {0, 1, 3, 4, 7, 8, 9, 12, 33}) {
-    qt::GuardedBuffer<float> a(n), b(n), c(n), d(n), out(n);
-    for (int32_t i = 0; i < n; ++i) a[i] = rng.Special(), b[i] = rng.Special(), c[i] = rng.Special(), d[i] = rng.Special();
-    const float w[4] = {-0.0625f, 0.5625f, 0.5625f, -0.0625f};
-    const float* rows[4] = {a.data(), b.data(), c.data(), d.data()};
-    CubicRowY(out.data(), n, w, rows);
-    for (int32_t i = 0; i < n; ++i) {
-      const float expected = (a[i] * w[0] + b[i] * w[1]) + (c[i] * w[2] + d[i] * w[3]);
-      ASSERT_TRUE(SameValue(expected, out[i])) << "n " << n << " sample " << i;
-    }
-    EXPECT_TRUE(out.GuardsIntact());
-  }
-}
-
 // ---- interior blend ----------------------------------------------------------
 
 template <typename T>

@@ -1,7 +1,8 @@
 // The cubic codes through the six resize exports, against the scalar model:
-// random problems in every type and layout with the scratch exactly as large
-// as the size query says, the threaded float worker on several team sizes,
-// and the edge cases of the cubic kernels.
+// random problems in every type and layout (tiny sources, regions past the
+// volume, zero and negative steps) with the scratch exactly as large as the
+// size query says, the threaded float worker on several team sizes, and the
+// edge cases of the cubic kernels.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -46,6 +47,7 @@ qelStatus Resize(const float* const s[], qelrVolume v, int32_t ss, qelrCuboid sv
 struct Options {
   bool byPointer = false;
   int32_t planeStepSign = 1;  // 1, 0 or -1
+  int32_t rowStepSign = 1;    // 1 or -1
   size_t extraScratch = 0;    // room past the queried size
 };
 
@@ -62,8 +64,8 @@ struct Outcome {
 template <typename T>
 Outcome<T> RunCase(const Case& c, const Options& o, uint32_t seed) {
   qt::Rng rng(seed);
-  const int32_t step = c.x.size + rng.Int(0, 3);
-  const int32_t planeStep = o.planeStepSign * step * (c.y.size + rng.Int(0, 2));
+  const int32_t step = o.rowStepSign * (c.x.size + rng.Int(0, 3));
+  const int32_t planeStep = o.planeStepSign * (c.x.size + 3) * (c.y.size + rng.Int(0, 2));
   const PaddedVolume<T> src(c.x.size, c.y.size, c.z.size, step, planeStep, rng);
 
   Outcome<T> r;
@@ -128,6 +130,7 @@ TYPED_TEST(CubicResizeTest, RandomProblemsBothLayouts) {
     Options o;
     o.byPointer = i % 2 == 1;
     o.planeStepSign = o.byPointer ? 1 : (i % 7 == 0 ? 0 : (i % 5 == 0 ? -1 : 1));
+    o.rowStepSign = i % 3 == 0 ? -1 : 1;
     ExpectModel<TypeParam>(c, o, rng.U32());
     if (this->HasFatalFailure()) return;
   }
