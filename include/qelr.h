@@ -758,8 +758,8 @@ enum {
  * clamped, so overshoot near sharp edges is cut there and kept in 32f.
  * Their edge frames have room for 32 rows and 32 columns: an upscale by
  * more than about 10 along x or y overruns them unchecked in the same way.
- * A source of 1 or 2 samples along an axis is read up to 2 samples past
- * that axis's end (along z also before its start), unchecked. */
+ * A source of 1 or 2 samples along an axis is read up to 2 samples beyond
+ * either end of that axis, unchecked. */
 
 QELR_API qelStatus qelrResize_8u_C1V(const uint8_t* pSrc, qelrVolume srcVolume,
                                      int32_t srcStep, int32_t srcPlaneStep,
