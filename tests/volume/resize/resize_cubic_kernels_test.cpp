@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kCodes[] = {4, 5, 6, 7};
+constexpr int kCodes[] = {InterCubic, InterCubicBSpline, InterCubicCatmullRom, InterCubicB05C03};
 
 bool SameValue(float a, float b) { return qt::Bits(a) == qt::Bits(b) || (std::isnan(a) && std::isnan(b)); }
 bool SameValue(uint16_t a, uint16_t b) { return a == b; }
