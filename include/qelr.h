@@ -753,8 +753,13 @@ enum {
  * for four rows and four columns: an upscale by more than about 4 along x
  * or y overruns them unchecked, which changes samples near the edges and
  * writes past the frames, possibly past the end of pBuffer.
- * Currently: the four cubic codes pass these checks and are then refused
- * with StatusBadInterpolation, until cubic resampling is in place. */
+ * The cubic codes weigh four samples per axis with the code's kernel;
+ * every intermediate is float and an 8u or 16u result is rounded once and
+ * clamped, so overshoot near sharp edges is cut there and kept in 32f.
+ * Their edge frames have room for 32 rows and 32 columns: an upscale by
+ * more than about 10 along x or y overruns them unchecked in the same way.
+ * A source of 1 or 2 samples along an axis is read up to 2 samples beyond
+ * either end of that axis, unchecked. */
 
 QELR_API qelStatus qelrResize_8u_C1V(const uint8_t* pSrc, qelrVolume srcVolume,
                                      int32_t srcStep, int32_t srcPlaneStep,

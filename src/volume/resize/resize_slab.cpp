@@ -1,5 +1,6 @@
 #include "volume/resize/resize_slab.h"
 
+#include "volume/resize/resize_cubic_path.h"
 #include "volume/resize/resize_linear.h"
 #include "volume/resize/resize_nearest.h"
 
@@ -12,8 +13,9 @@ qelStatus ResizeSlab(const SourceVolume<T>& src, const DestVolume<T>& dst, const
     case InterLinear:
       return ResizeLinear<T, V>(src, dst, box, map, scratch);
     default:
-      // The cubic codes pass the checks but have no path yet.
-      return StatusBadInterpolation;
+      // The four cubic codes share one path; the checks have let no other
+      // code through.
+      return ResizeCubic<T, V>(src, dst, box, map, interpolation, scratch);
   }
 }
 

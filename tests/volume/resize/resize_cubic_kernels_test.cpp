@@ -1,0 +1,195 @@
+// Weight tables, axis tables and row kernels of the cubic resize against the
+// scalar model, bit for bit.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "reference_cubic.h"
+#include "test_util.h"
+#include "volume/resize/resize_cubic_tables.h"
+#include "volume/resize/resize_cubic_weights.h"
+#include "volume/resize/resize_rows_cubic.h"
+
+namespace {
+
+constexpr int kCodes[] = {InterCubic, InterCubicBSpline, InterCubicCatmullRom, InterCubicB05C03};
+
+bool SameValue(float a, float b) { return qt::Bits(a) == qt::Bits(b) || (std::isnan(a) && std::isnan(b)); }
+bool SameValue(uint16_t a, uint16_t b) { return a == b; }
+bool SameValue(uint8_t a, uint8_t b) { return a == b; }
+
+std::vector<float> Table(int code, const std::vector<float>& fractions) {
+  std::vector<float> table(4 * fractions.size());
+  CubicWeightsForCode(code)(fractions.data(), static_cast<int32_t>(fractions.size()), table.data());
+  return table;
+}
+
+TEST(CubicWeights, FractionZeroPerCode) {
+  // Catmull-Rom reproduces the sample; Lagrange does up to the double
+  // rounding of its far form; B-spline smooths; B05C03 keeps its centre.
+  const float lagrangeSide = static_cast<float>(1.1102230246251565e-16);
+  const std::vector<std::vector<float>> expected = {
+      {lagrangeSide, 1.0f, lagrangeSide, 0.0f},
+      {1.0f / 6.0f, 2.0f / 3.0f, 1.0f / 6.0f, 0.0f},
+      {0.0f, 1.0f, 0.0f, 0.0f},
+      {static_cast<float>(1.0 / 12.0), static_cast<float>(0.8333333333333334),
+       static_cast<float>(1.0 / 12.0), 0.0f}};
+  for (int n = 0; n < 4; ++n) {
+    const std::vector<float> table = Table(kCodes[n], {0.0f});
+    EXPECT_TRUE(qt::SameBits(expected[n].data(), table.data(), 4)) << "code " << kCodes[n];
+  }
+}
+
+TEST(CubicWeights, MatchModelOverFractions) {
+  qt::Rng rng(71);
+  std::vector<float> fractions = {0.5f, 0.25f, 0.99999994f, 1e-8f, 0.75f};
+  for (int i = 0; i < 2000; ++i) fractions.push_back(rng.Uniform(0.0f, 1.0f));
+  for (int code : kCodes) {
+    const std::vector<float> table = Table(code, fractions);
+    for (size_t i = 0; i < fractions.size(); ++i) {
+      const refcubic::Weights4 w = refcubic::Weights(code, fractions[i]);
+      ASSERT_TRUE(qt::SameBits(w.w, &table[4 * i], 4)) << "code " << code << " t " << fractions[i];
+    }
+  }
+}
+
+TEST(CubicWeights, NanFractionWeighsOneEverywhere) {
+  for (int code : kCodes) {
+    const std::vector<float> table = Table(code, {std::numeric_limits<float>::quiet_NaN()});
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(table[k], 1.0f) << "code " << code;
+  }
+}
+
+TEST(CubicAxis, BandsAndOffsets) {
+  // Identity on 5 samples: pos = i, one sample in each band but outLow.
+  int32_t offsets[5];
+  float fractions[5];
+  CubicBands b = BuildCubicAxis<Variant::V8>({0, 5, 1.0, 0.0}, 5, 7, offsets, fractions);
+  EXPECT_EQ(b.outLow, 0);
+  EXPECT_EQ(b.inLow, 1);
+  EXPECT_EQ(b.inHigh, 1);
+  EXPECT_EQ(b.outHigh, 1);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(offsets[i], 7 * i);
+    EXPECT_EQ(fractions[i], 0.0f);
+  }
+  // A source of 1 sample scaled by 4: positions -0.375 .. 0.375; the bands
+  // overlap, so their sum exceeds the extent.
+  b = BuildCubicAxis<Variant::S8>({0, 4, 0.25, 0.0}, 1, 1, offsets, fractions);
+  EXPECT_EQ(b.outLow, 2);
+  EXPECT_EQ(b.inLow, 2);
+  EXPECT_EQ(b.inHigh, 2);
+  EXPECT_EQ(b.outHigh, 2);
+  EXPECT_EQ(offsets[0], -1);
+  EXPECT_EQ(fractions[0], 0.625f);
+}
+
+// ---- row kernels -------------------------------------------------------------
+
+template <typename T>
+class CubicRowXTest : public ::testing::Test {};
+using SampleTypes = ::testing::Types<uint8_t, uint16_t, float>;
+TYPED_TEST_SUITE(CubicRowXTest, SampleTypes);
+
+template <typename T>
+T SampleFor(qt::Rng& rng) {
+  if constexpr (std::is_same<T, float>::value) return rng.Special(-1000.0f, 1000.0f);
+  else return static_cast<T>(rng.Int(0, std::numeric_limits<T>::max()));
+}
+
+TYPED_TEST(CubicRowXTest, EveryLengthMatchesScalarFormAtAnyPlace) {
+  using T = TypeParam;
+  qt::Rng rng(4242);
+  std::vector<T> src(300);
+  for (T& v : src) v = SampleFor<T>(rng);
+  for (int32_t n : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 31, 64}) {
+    std::vector<int32_t> index(n + 1);
+    qt::GuardedBuffer<float> weights(4 * (n + 1)), row(n + 1), shifted(n + 1);
+    for (int32_t i = 0; i <= n; ++i) {
+      index[i] = rng.Int(1, 296);
+      for (int k = 0; k < 4; ++k) weights[4 * i + k] = rng.Uniform(-0.6f, 1.2f);
+    }
+    CubicRowX(src.data(), n, index.data(), weights.data(), row.data());
+    // The same columns one place later in the row take the other loop.
+    CubicRowX(src.data(), n + 1, index.data(), weights.data(), shifted.data());
+    for (int32_t i = 0; i < n; ++i) {
+      const T* s = src.data() + index[i] - 1;
+      const float* w = &weights[4 * i];
+      const float expected = (float(s[0]) * w[0] + float(s[1]) * w[1]) + (float(s[2]) * w[2] + float(s[3]) * w[3]);
+      ASSERT_TRUE(SameValue(expected, row[i])) << "n " << n << " column " << i;
+      ASSERT_TRUE(SameValue(row[i], shifted[i])) << "n " << n << " column " << i;
+    }
+    EXPECT_TRUE(row.GuardsIntact()) << "n " << n;
+  }
+}
+
+// ---- interior blend ----------------------------------------------------------
+
+template <typename T>
+class CubicBlendTest : public ::testing::Test {};
+TYPED_TEST_SUITE(CubicBlendTest, SampleTypes);
+
+TYPED_TEST(CubicBlendTest, MatchesModelWithOvershootAndAnyAlignment) {
+  using T = TypeParam;
+  qt::Rng rng(7);
+  const float top = static_cast<float>(std::is_same<T, float>::value ? 1000 : std::numeric_limits<T>::max());
+  for (int32_t wi : {1, 3, 4, 5, 8, 13}) {
+    for (size_t offset : {size_t(0), sizeof(T)}) {
+      const int32_t hi = 3, stride = 64, dstStep = wi + 5;
+      std::vector<float> storage(4 * hi * stride);
+      for (float& v : storage) {
+        // Values around and beyond the type's range, now and then a NaN.
+        v = rng.Chance(0.03f) ? std::numeric_limits<float>::quiet_NaN() : rng.Uniform(-0.2f * top, 1.2f * top);
+      }
+      const float* planes[4] = {&storage[0], &storage[hi * stride], &storage[2 * hi * stride], &storage[3 * hi * stride]};
+      const float w[4] = {-0.0703125f, 0.8671875f, 0.2265625f, -0.0234375f};
+      qt::GuardedBuffer<T> dst(hi * dstStep, offset);
+      std::vector<T> expected(hi * dstStep);
+      for (int32_t i = 0; i < hi * dstStep; ++i) dst[i] = expected[i] = T(17);
+      CubicBlendInterior(dst.data(), dstStep, wi, hi, w, planes, stride);
+      for (int32_t j = 0; j < hi; ++j)
+        for (int32_t i = 0; i < wi; ++i) {
+          const int32_t p = j * stride + i;
+          refcubic::StoreInterior(&expected[j * dstStep + i],
+                                  (planes[0][p] * w[0] + planes[1][p] * w[1]) + (planes[2][p] * w[2] + planes[3][p] * w[3]));
+        }
+      for (int32_t i = 0; i < hi * dstStep; ++i) ASSERT_TRUE(SameValue(expected[i], dst[i])) << "wi " << wi << " at " << i;
+      EXPECT_TRUE(dst.GuardsIntact());
+    }
+  }
+}
+
+TEST(CubicBlendRounding, InteriorSaturatesAndFrameDiffers) {
+  // 2.4999998 + 0.5000001f rounds up to 3 in single precision; in double
+  // precision, as the frame adds it, the sum stays below 3.
+  const float one[4] = {1.0f, 0.0f, 0.0f, 0.0f};
+  const float value = 2.4999998f;
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float samples[] = {value, -7.0f, 300.0f, 70000.0f, nan};
+  for (float s : samples) {
+    const float* planes[4] = {&s, &s, &s, &s};
+    uint8_t d8 = 1;
+    uint16_t d16 = 1;
+    CubicBlendInterior(&d8, 1, 1, 1, one, planes, 0);
+    CubicBlendInterior(&d16, 1, 1, 1, one, planes, 0);
+    uint8_t e8;
+    uint16_t e16;
+    refcubic::StoreInterior(&e8, s);
+    refcubic::StoreInterior(&e16, s);
+    EXPECT_EQ(d8, e8) << s;
+    EXPECT_EQ(d16, e16) << s;
+  }
+  uint8_t interior, frame;
+  refcubic::StoreInterior(&interior, value);
+  refcubic::StoreFrame(&frame, value);
+  EXPECT_EQ(interior, 3);
+  EXPECT_EQ(frame, 2);
+  // Out-of-range conversions: 0 for 8u, 65535 for the 16u interior.
+  uint16_t n16;
+  refcubic::StoreInterior(&n16, nan);
+  EXPECT_EQ(n16, 65535);
+}
+
+}  // namespace
