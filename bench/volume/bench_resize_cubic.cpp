@@ -79,8 +79,8 @@ import sys, time
 import numpy as np
 from scipy import ndimage
 edge = int(sys.argv[1])
-for spec in sys.argv[2:]:
-    path, dtype, factor, prefilter = spec.split(',')
+for case in sys.argv[2:]:
+    path, dtype, factor, prefilter = case.split(',')
     v = np.fromfile(path, dtype=dtype).reshape(edge, edge, edge)
     t = time.process_time()
     out = ndimage.zoom(v, float(factor), order=3, prefilter=prefilter == '1')
