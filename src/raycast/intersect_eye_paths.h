@@ -1,0 +1,20 @@
+// The two paths of the eye-ray nearest-hit search.  The export chooses one
+// by the block's sides and the planes' alignment.
+#pragma once
+
+#include <cstdint>
+
+#include "qelr.h"
+
+// Rays in row order, each by itself; true divisions, a split epsilon, and a
+// miss leaves `pHit` as it was.
+void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist,
+                            float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                            int64_t rayCount);
+
+// 4 by 4 tiles of four-ray kernels; approximate reciprocals, no epsilon, and
+// a miss in a kernel's mask gets 0.0 in `pHit`.  Needs sides that are
+// multiples of 4 and 16-byte aligned planes.
+void IntersectEyePackets(const float* pEye, const float* const pDirection[3], float* pDist,
+                         float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                         qelrSize size);
