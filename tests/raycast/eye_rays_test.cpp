@@ -1,0 +1,435 @@
+// Eye directions and the eye-ray nearest-hit search, both paths, against the
+// scalar models of reference_raycast.h, on simple-mode trees and on blocks
+// laid out by hand.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "hand_block.h"
+#include "qelr.h"
+#include "reference_raycast.h"
+#include "test_util.h"
+
+namespace {
+
+using qt::Bits;
+using qt::SameBits;
+
+// ---- qelrCastEye_32f ----
+
+TEST(CastEye, BothFormsMatchTheirModels) {
+  qt::Rng rng(31);
+  const float origin[3] = {-1.25f, 0.7f, 1.0f};
+  const float stepX[3] = {0.0123f, 0.0007f, -0.0001f};
+  const float stepY[3] = {0.0003f, -0.0117f, 0.0002f};
+  for (int width : {1, 3, 4, 5, 8, 12, 16}) {
+    for (int height : {1, 2, 7}) {
+      for (size_t offset : {0, 4, 12}) {
+        const int n = width * height;
+        qt::GuardedBuffer<float> x(n, offset), y(n, offset), z(n, offset);
+        float* planes[3] = {x.data(), y.data(), z.data()};
+        const int blockCol = rng.Int(0, 20), blockRow = rng.Int(0, 20);
+        const qelrSize blockSize{rng.Int(1, 64), rng.Int(1, 64)};
+        ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, blockCol, blockRow, blockSize, planes, qelrSize{width, height}),
+                  StatusOk);
+        std::vector<float> e[3] = {std::vector<float>(n), std::vector<float>(n), std::vector<float>(n)};
+        float* expected[3] = {e[0].data(), e[1].data(), e[2].data()};
+        const int col0 = blockCol * blockSize.width, row0 = blockRow * blockSize.height;
+        if (width % 4 == 0)
+          ref::CastEyeVector(origin, stepX, stepY, col0, row0, width, height, expected);
+        else
+          ref::CastEyeScalar(origin, stepX, stepY, col0, row0, width, height, expected);
+        for (int k = 0; k < 3; ++k)
+          ASSERT_TRUE(SameBits(expected[k], planes[k], n)) << width << "x" << height << " offset " << offset << " k " << k;
+        EXPECT_TRUE(x.GuardsIntact() && y.GuardsIntact() && z.GuardsIntact());
+      }
+    }
+  }
+}
+
+TEST(CastEye, FormsDifferAndEmptySizesWriteNothing) {
+  // The vector form accumulates the row step; over many rows it drifts from
+  // the scalar form.  Width 8 against width 7 of the same rows shows it.
+  const float origin[3] = {0.1f, 0.2f, 0.3f};
+  const float stepX[3] = {0.001f, 0.002f, 0.003f};
+  const float stepY[3] = {0.0101f, 0.0203f, 0.0307f};
+  std::vector<float> a(8 * 200), b(7 * 200), c(8 * 200);
+  float* pa[3] = {a.data(), c.data(), c.data()};
+  float* pb[3] = {b.data(), c.data(), c.data()};
+  ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{8, 200}, pa, qelrSize{8, 200}), StatusOk);
+  ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{7, 200}, pb, qelrSize{7, 200}), StatusOk);
+  int differ = 0;
+  for (int row = 0; row < 200; ++row) differ += Bits(a[row * 8]) != Bits(b[row * 7]);
+  EXPECT_GT(differ, 0);
+
+  float untouched[4] = {9, 9, 9, 9};
+  float* p[3] = {untouched, untouched, untouched};
+  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 4}), StatusOk);
+  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, p, qelrSize{4, -1}), StatusOk);
+  EXPECT_EQ(untouched[0], 9.0f);
+  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, nullptr, qelrSize{4, 4}), StatusNullPointer);
+  // Only pDirection is tested.
+  EXPECT_EQ(qelrCastEye_32f(nullptr, nullptr, nullptr, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 0}), StatusOk);
+}
+
+// ---- qelrIntersectEyeSO_32f ----
+
+// A random scene of triangles of a few units in a box around the origin,
+// with its records, its box, and a tree (simple mode or by hand).
+struct TestScene {
+  std::vector<float> vertices;
+  std::vector<int32_t> triangles;
+  std::vector<qelrTriangleAccel> accel;
+  float box[6];
+  qelrKDNode* simpleTree = nullptr;
+  std::vector<int32_t> handBlock;
+  std::vector<hand::Node> handNodes;
+  qelrSceneContext context;
+
+  TestScene(qt::Rng& rng, int triangleCount, bool byHand) {
+    for (int t = 0; t < triangleCount; ++t) {
+      float center[3];
+      for (float& c : center) c = rng.Uniform(-4, 4);
+      for (int j = 0; j < 3; ++j)
+        for (int k = 0; k < 3; ++k) vertices.push_back(center[k] + rng.Uniform(-1.5f, 1.5f));
+      // Now and then an axis-aligned, flat or degenerate triangle.
+      if (rng.Chance(0.1)) {
+        const int k = rng.Int(0, 2);
+        for (int j = 0; j < 3; ++j) vertices[vertices.size() - 9 + 3 * j + k] = center[k];
+      }
+      if (rng.Chance(0.03))
+        for (int k = 0; k < 3; ++k) vertices[vertices.size() - 3 + k] = vertices[vertices.size() - 6 + k];
+      for (int j = 0; j < 3; ++j) triangles.push_back(3 * t + j);
+      triangles.push_back(0);
+    }
+    accel.resize(triangleCount);
+    EXPECT_EQ(qelrTriangleAccelInit(accel.data(), vertices.data(), triangles.data(), triangleCount), StatusOk);
+    EXPECT_EQ(qelrSetBoundBox_32f(vertices.data(), 3 * triangleCount, box), StatusOk);
+    const qelrKDNode* root;
+    if (byHand) {
+      hand::TreeMaker maker(vertices.data(), triangles.data(), triangleCount, rng);
+      handNodes = maker.Make(box, rng.Int(1, 10));
+      handBlock = hand::Layout(handNodes);
+      root = reinterpret_cast<const qelrKDNode*>(handBlock.data());
+    } else {
+      qelrKDTreeBuildParams p{};
+      p.mode = KDTreeModeSimple;
+      int32_t size = 0;
+      EXPECT_EQ(qelrKDTreeBuildAlloc(&simpleTree, vertices.data(), triangles.data(), 3 * triangleCount,
+                                     triangleCount, &size, &p),
+                StatusOk);
+      root = simpleTree;
+    }
+    context.pBound = box;
+    context.pAccel = accel.data();
+    context.pRootNode = root;
+  }
+  ~TestScene() { qelrKDTreeFree(simpleTree); }
+  ref::Scene Ref() const { return ref::Scene{box, accel.data(), context.pRootNode}; }
+};
+
+// A block of rays in guarded planes, with the caller's previous contents.
+struct RayBlock {
+  int width, height, n;
+  qt::GuardedBuffer<float> dx, dy, dz, dist, hu, hv;
+  qt::GuardedBuffer<int32_t> tri;
+  RayBlock(int w, int h, size_t offset)
+      : width(w), height(h), n(w * h), dx(n, offset), dy(n, offset), dz(n, offset), dist(n, offset),
+        hu(n, offset), hv(n, offset), tri(n, offset) {}
+  const float* dirs[3];
+  float* hits[2];
+  const float* const* Dirs() {
+    dirs[0] = dx.data(), dirs[1] = dy.data(), dirs[2] = dz.data();
+    return dirs;
+  }
+  float* const* Hits() {
+    hits[0] = hu.data(), hits[1] = hv.data();
+    return hits;
+  }
+  bool GuardsIntact() const {
+    return dx.GuardsIntact() && dy.GuardsIntact() && dz.GuardsIntact() && dist.GuardsIntact() &&
+           hu.GuardsIntact() && hv.GuardsIntact() && tri.GuardsIntact();
+  }
+};
+
+// Directions at the scene's triangles from the eye, coherent in some
+// blocks, with axis-parallel, near-zero, signed-zero and reversed components
+// mixed in, and limits of every kind.
+void FillRays(qt::Rng& rng, RayBlock& b, const float eye[3], const std::vector<float>& vertices) {  // 9 floats per triangle
+  const int triangleCount = int(vertices.size() / 9);
+  auto aimAtTriangle = [&](float d[3], float jitter) {
+    const float* v = &vertices[9 * rng.Int(0, triangleCount - 1)];
+    for (int k = 0; k < 3; ++k) d[k] = (v[k] + v[3 + k] + v[6 + k]) / 3 + rng.Uniform(-jitter, jitter) - eye[k];
+  };
+  const bool coherent = rng.Chance(0.5);
+  float aim[3];
+  aimAtTriangle(aim, 0.3f);
+  for (int i = 0; i < b.n; ++i) {
+    float d[3];
+    if (coherent)
+      for (int k = 0; k < 3; ++k) d[k] = aim[k] + rng.Uniform(-0.3f, 0.3f);
+    else
+      aimAtTriangle(d, 0.3f);
+    switch (rng.Int(0, 14)) {
+      case 0: d[rng.Int(0, 2)] = 0.0f; break;
+      case 1: d[rng.Int(0, 2)] = -0.0f; break;
+      case 2: d[rng.Int(0, 2)] = rng.Chance(0.5) ? 1e-7f : -1.1920929e-7f; break;
+      case 3: d[rng.Int(0, 2)] = 2e-7f; break;
+      case 4: for (float& c : d) c = -c; break;  // away from the scene
+      case 5: { const int k = rng.Int(0, 2); for (int j = 0; j < 3; ++j) if (j != k) d[j] = 0.0f; } break;
+      default: break;
+    }
+    b.dx[i] = d[0], b.dy[i] = d[1], b.dz[i] = d[2];
+    switch (rng.Int(0, 9)) {
+      case 0: b.dist[i] = 0.0f; break;
+      case 1: b.dist[i] = -1.0f; break;
+      case 2: b.dist[i] = rng.Uniform(0.1f, 1.0f); break;
+      case 3: b.dist[i] = std::numeric_limits<float>::infinity(); break;
+      default: b.dist[i] = 3.4028235e38f; break;
+    }
+    b.hu[i] = rng.Uniform(-9, -8);
+    b.hv[i] = rng.Uniform(8, 9);
+    b.tri[i] = rng.Int(-5, 1000);
+  }
+}
+
+::testing::AssertionResult SameResults(const float* dist, const float* hu, const float* hv, const int32_t* tri,
+                                       RayBlock& b) {
+  for (int i = 0; i < b.n; ++i)
+    if (tri[i] != b.tri[i] || Bits(dist[i]) != Bits(b.dist[i]) || Bits(hu[i]) != Bits(b.hu[i]) ||
+        Bits(hv[i]) != Bits(b.hv[i]))
+      return ::testing::AssertionFailure()
+             << "ray " << i << " (row " << i / b.width << ", col " << i % b.width << "): triangle " << tri[i]
+             << " vs " << b.tri[i] << ", dist " << qt::Show(dist[i]) << " vs " << qt::Show(b.dist[i]) << ", hit "
+             << qt::Show(hu[i]) << " vs " << qt::Show(b.hu[i]) << ", " << qt::Show(hv[i]) << " vs "
+             << qt::Show(b.hv[i]) << ", direction " << b.dx[i] << " " << b.dy[i] << " " << b.dz[i];
+  return ::testing::AssertionSuccess();
+}
+
+// Runs the export on the block and the matching model on a copy.
+::testing::AssertionResult RunAndCompare(const TestScene& s, const float eye[3], RayBlock& b, bool packetPath) {
+  std::vector<float> dist(b.dist.data(), b.dist.data() + b.n), hu(b.hu.data(), b.hu.data() + b.n),
+      hv(b.hv.data(), b.hv.data() + b.n);
+  std::vector<int32_t> tri(b.tri.data(), b.tri.data() + b.n);
+  const float* dirs[3] = {b.dx.data(), b.dy.data(), b.dz.data()};
+  if (packetPath) {
+    float* hits[2] = {hu.data(), hv.data()};
+    ref::PacketBlock(s.Ref(), eye, dirs, dist.data(), hits, tri.data(), b.width, b.height);
+  } else {
+    for (int i = 0; i < b.n; ++i) {
+      const float d[3] = {dirs[0][i], dirs[1][i], dirs[2][i]};
+      ref::SingleRay(s.Ref(), eye, d, dist[i], hu[i], hv[i], tri[i]);
+    }
+  }
+  const qelStatus status =
+      qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{b.width, b.height});
+  if (status != StatusOk) return ::testing::AssertionFailure() << "status " << status;
+  if (!b.GuardsIntact()) return ::testing::AssertionFailure() << "wrote outside the planes";
+  return SameResults(dist.data(), hu.data(), hv.data(), tri.data(), b);
+}
+
+// Inside or outside the box; on hand trees now and then a hair off a split
+// plane, where the split test's epsilon decides.
+void RandomEye(qt::Rng& rng, const TestScene& s, float eye[3]) {
+  for (int k = 0; k < 3; ++k) eye[k] = rng.Chance(0.3) ? rng.Uniform(-3, 3) : rng.Uniform(-12, 12);
+  for (const hand::Node& n : s.handNodes)
+    if (!n.leaf && rng.Chance(0.3)) {
+      eye[n.axis] = n.split + rng.Uniform(-3e-5f, 3e-5f);
+      break;
+    }
+}
+
+TEST(IntersectEye, SingleRayPathMatchesModel) {
+  qt::Rng rng(41);
+  int hits = 0;
+  for (int round = 0; round < 300; ++round) {
+    TestScene s(rng, rng.Int(1, 60), round % 2 == 1);
+    float eye[3];
+    RandomEye(rng, s, eye);
+    // Sides not multiples of 4, or planes off 16 bytes, or both.
+    const int width = round % 3 == 0 ? 4 * rng.Int(1, 3) : rng.Int(1, 11);
+    const int height = rng.Int(1, 9);
+    const size_t offset = (width % 4 == 0 && height % 4 == 0) ? 4 * rng.Int(1, 3) : 4 * rng.Int(0, 3);
+    RayBlock b(width, height, offset);
+    FillRays(rng, b, eye, s.vertices);
+    ASSERT_TRUE(RunAndCompare(s, eye, b, false)) << "round " << round;
+    for (int i = 0; i < b.n; ++i) hits += b.tri[i] >= 0;
+  }
+  EXPECT_GT(hits, 100);  // the scenes are hit, not only missed
+}
+
+TEST(IntersectEye, PacketPathMatchesModel) {
+  qt::Rng rng(42);
+  int hits = 0;
+  for (int round = 0; round < 300; ++round) {
+    TestScene s(rng, rng.Int(1, 60), round % 2 == 1);
+    float eye[3];
+    RandomEye(rng, s, eye);
+    RayBlock b(4 * rng.Int(1, 4), 4 * rng.Int(1, 3), 0);
+    FillRays(rng, b, eye, s.vertices);
+    ASSERT_TRUE(RunAndCompare(s, eye, b, true)) << "round " << round;
+    for (int i = 0; i < b.n; ++i) hits += b.tri[i] >= 0;
+  }
+  EXPECT_GT(hits, 100);
+}
+
+TEST(IntersectEye, WidthSixTakesTheSingleRayPathEvenIfAligned) {
+  qt::Rng rng(43);
+  TestScene s(rng, 30, false);
+  const float eye[3] = {0, 0, -10};
+  RayBlock b(6, 4, 0);
+  FillRays(rng, b, eye, s.vertices);
+  EXPECT_TRUE(RunAndCompare(s, eye, b, false));
+}
+
+// One triangle facing -z at z = 5, and rays straight along z.
+struct Wall {
+  float v[9] = {-2, -2, 5, 2, -2, 5, -2, 2, 5};
+  int32_t t[4] = {0, 1, 2, 0};
+  qelrTriangleAccel accel;
+  float box[6];
+  qelrKDNode tree[3] = {{-16, 1}, {0, 0}, {0, 0}};  // one list leaf: {0}
+  qelrSceneContext context;
+  Wall() {
+    qelrTriangleAccelInit(&accel, v, t, 1);
+    qelrSetBoundBox_32f(v, 3, box);
+    context = qelrSceneContext{box, &accel, tree};
+  }
+};
+
+TEST(IntersectEye, LimitIsExclusiveAndBackFacesAreHit) {
+  Wall w;
+  for (float z : {1.0f, -1.0f}) {  // from the front and, past the wall, from behind
+    const float eye[3] = {-1, -1, z > 0 ? 0.0f : 10.0f};
+    alignas(16) float dx[4] = {0, 0, 0, 0}, dy[4] = {0, 0, 0, 0}, dz[4] = {z, z, z, z};
+    alignas(16) float dist[4] = {5.0f, 5.0001f, 1e30f, 4.99f};
+    alignas(16) float hu[4], hv[4];
+    alignas(16) int32_t tri[4];
+    const float* dirs[3] = {dx, dy, dz};
+    float* hits[2] = {hu, hv};
+    // Width 4 aligned: the packet path; width 1 on the same data: single rays.
+    for (qelrSize size : {qelrSize{4, 1}, qelrSize{1, 4}}) {
+      const float limits[4] = {5.0f, 5.0001f, 1e30f, 4.99f};
+      std::memcpy(dist, limits, sizeof dist);
+      ASSERT_EQ(qelrIntersectEyeSO_32f(eye, dirs, dist, hits, tri, &w.context, size), StatusOk);
+      EXPECT_EQ(tri[0], -1) << "a hit at exactly the limit is not taken";
+      EXPECT_EQ(tri[1], 0);
+      EXPECT_EQ(tri[2], 0);
+      EXPECT_EQ(tri[3], -1);
+      EXPECT_EQ(dist[0], 5.0f);
+    }
+  }
+}
+
+TEST(IntersectEye, PacketPathMissesAndDisabledRays) {
+  qt::Rng rng(44);
+  TestScene s(rng, 20, false);
+  const float eye[3] = {0, 0, -20};
+  RayBlock b(4, 4, 0);
+  FillRays(rng, b, eye, s.vertices);
+  // All limits 0.0: the tile is skipped, pHit keeps its contents.
+  for (int i = 0; i < 16; ++i) b.dist[i] = 0.0f;
+  std::vector<float> before(b.hu.data(), b.hu.data() + 16);
+  ASSERT_EQ(qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{4, 4}),
+            StatusOk);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(b.tri[i], -1);
+  EXPECT_TRUE(SameBits(before.data(), b.hu.data(), 16));
+
+  // One active ray: the rays of its row and octant get pHit 0.0 and keep
+  // pDist; rays of other rows keep pHit.
+  for (int i = 0; i < 16; ++i) {
+    b.dx[i] = 0.01f, b.dy[i] = 0.02f, b.dz[i] = 1.0f;
+    b.hu[i] = 7.0f;
+  }
+  b.dx[6] = -0.01f;  // row 1, another octant
+  b.dist[5] = 1e30f;
+  ASSERT_EQ(qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{4, 4}),
+            StatusOk);
+  for (int i : {4, 7}) {
+    EXPECT_EQ(Bits(b.hu[i]), 0u) << i;
+    EXPECT_EQ(b.dist[i], 0.0f) << i;
+  }
+  for (int i : {0, 3, 6, 8, 15}) EXPECT_EQ(b.hu[i], 7.0f) << i;
+}
+
+}  // namespace
+
+namespace {
+
+// Large triangles parallel to the xy plane at the given heights, a block of
+// one split at z = 5 with one leaf on each side, and 16 equal rays along
+// +z from (-1, -2, eyeZ).  Returns the triangle each path reports.
+struct SplitCase {
+  std::vector<int32_t> below, above;
+  float eyeZ;
+  float boxTopZ;
+};
+
+struct Layered {
+  std::vector<float> v;
+  std::vector<int32_t> t;
+  std::vector<qelrTriangleAccel> accel;
+  explicit Layered(std::initializer_list<float> heights) {
+    int i = 0;
+    for (float z : heights) {
+      const float corners[9] = {-10, -10, z, 10, -10, z, -10, 10, z};
+      v.insert(v.end(), corners, corners + 9);
+      t.insert(t.end(), {3 * i, 3 * i + 1, 3 * i + 2, 0});
+      ++i;
+    }
+    accel.resize(i);
+    qelrTriangleAccelInit(accel.data(), v.data(), t.data(), i);
+  }
+};
+
+// Both paths on the same case: {single-ray triangle, packet triangle}.
+std::pair<int32_t, int32_t> RunSplitCase(const Layered& scene, const SplitCase& c) {
+  // Root, padding, the pair, then the lists (all leaves as lists or empty).
+  std::vector<int32_t> block(8 + c.below.size() + c.above.size() + 2, 0);
+  float split = 5.0f;
+  std::memcpy(&block[1], &split, 4);
+  block[0] = 16 | 2;
+  int32_t list = 32;
+  block[4] = 16 - list, block[5] = int32_t(c.below.size());
+  for (size_t j = 0; j < c.below.size(); ++j) block[8 + j] = c.below[j];
+  list += 4 * int32_t(c.below.size());
+  block[6] = 24 - list, block[7] = int32_t(c.above.size());
+  for (size_t j = 0; j < c.above.size(); ++j) block[8 + c.below.size() + j] = c.above[j];
+  const float box[6] = {-3, -3, -1, 3, 3, c.boxTopZ};
+  const qelrSceneContext context{box, scene.accel.data(), reinterpret_cast<const qelrKDNode*>(block.data())};
+
+  const float eye[3] = {-1.0f, -2.0f, c.eyeZ};
+  alignas(16) float dx[16] = {}, dy[16] = {}, dz[16], dist[16], hu[16], hv[16];
+  alignas(16) int32_t tri[16];
+  for (float& d : dz) d = 1.0f;
+  const float* dirs[3] = {dx, dy, dz};
+  float* hits[2] = {hu, hv};
+  int32_t found[2];
+  int path = 0;
+  for (qelrSize size : {qelrSize{1, 16}, qelrSize{4, 4}}) {
+    for (float& d : dist) d = 1e30f;
+    EXPECT_EQ(qelrIntersectEyeSO_32f(eye, dirs, dist, hits, tri, &context, size), StatusOk);
+    for (int i = 1; i < 16; ++i) EXPECT_EQ(tri[i], tri[0]);
+    found[path++] = tri[0];
+  }
+  return {found[0], found[1]};
+}
+
+TEST(IntersectEye, SplitTestDetailsOnAHandBlock) {
+  // Triangles 0..3 at z = 3, 2, 6, 8.
+  const Layered scene({3.0f, 2.0f, 6.0f, 8.0f});
+  using Found = std::pair<int32_t, int32_t>;
+  // After a hit nearer than the split, the walk ends: the upper leaf's
+  // triangle at z = 2 is never tested.
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {1}, 0.0f, 10.0f}), Found(0, 0));
+  // The eye a hair above the split: the single-ray test's epsilon still
+  // visits the lower child first, the packet path goes to the upper only.
+  EXPECT_EQ(RunSplitCase(scene, {{2}, {3}, 5.000005f, 10.0f}), Found(2, 3));
+  // The box ends just short of the split.  0.0001 is added to the far end of
+  // the interval, and the single-ray test allows 1e-5 more.
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 5e-5f}), Found(2, 2));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 1.05e-4f}), Found(2, -1));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 2e-4f}), Found(-1, -1));
+}
+
+}  // namespace
