@@ -47,28 +47,14 @@ TEST(CastEye, BothFormsMatchTheirModels) {
   }
 }
 
-TEST(CastEye, FormsDifferAndEmptySizesWriteNothing) {
-  // The vector form accumulates the row step; over many rows it drifts from
-  // the scalar form.  Width 8 against width 7 of the same rows shows it.
-  const float origin[3] = {0.1f, 0.2f, 0.3f};
-  const float stepX[3] = {0.001f, 0.002f, 0.003f};
-  const float stepY[3] = {0.0101f, 0.0203f, 0.0307f};
-  std::vector<float> a(8 * 200), b(7 * 200), c(8 * 200);
-  float* pa[3] = {a.data(), c.data(), c.data()};
-  float* pb[3] = {b.data(), c.data(), c.data()};
-  ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{8, 200}, pa, qelrSize{8, 200}), StatusOk);
-  ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{7, 200}, pb, qelrSize{7, 200}), StatusOk);
-  int differ = 0;
-  for (int row = 0; row < 200; ++row) differ += Bits(a[row * 8]) != Bits(b[row * 7]);
-  EXPECT_GT(differ, 0);
-
+TEST(CastEye, EmptySizesWriteNothingAndOnlyPDirectionIsTested) {
+  const float v[3] = {0.1f, 0.2f, 0.3f};
   float untouched[4] = {9, 9, 9, 9};
   float* p[3] = {untouched, untouched, untouched};
-  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 4}), StatusOk);
-  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, p, qelrSize{4, -1}), StatusOk);
+  EXPECT_EQ(qelrCastEye_32f(v, v, v, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 4}), StatusOk);
+  EXPECT_EQ(qelrCastEye_32f(v, v, v, 0, 0, qelrSize{4, 4}, p, qelrSize{4, -1}), StatusOk);
   EXPECT_EQ(untouched[0], 9.0f);
-  EXPECT_EQ(qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{4, 4}, nullptr, qelrSize{4, 4}), StatusNullPointer);
-  // Only pDirection is tested.
+  EXPECT_EQ(qelrCastEye_32f(v, v, v, 0, 0, qelrSize{4, 4}, nullptr, qelrSize{4, 4}), StatusNullPointer);
   EXPECT_EQ(qelrCastEye_32f(nullptr, nullptr, nullptr, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 0}), StatusOk);
 }
 
@@ -282,73 +268,25 @@ TEST(IntersectEye, WidthSixTakesTheSingleRayPathEvenIfAligned) {
   EXPECT_TRUE(RunAndCompare(s, eye, b, false));
 }
 
-// One triangle facing -z at z = 5, and rays straight along z.
-struct Wall {
-  float v[9] = {-2, -2, 5, 2, -2, 5, -2, 2, 5};
-  int32_t t[4] = {0, 1, 2, 0};
-  qelrTriangleAccel accel;
-  float box[6];
-  qelrKDNode tree[3] = {{-16, 1}, {0, 0}, {0, 0}};  // one list leaf: {0}
-  qelrSceneContext context;
-  Wall() {
-    qelrTriangleAccelInit(&accel, v, t, 1);
-    qelrSetBoundBox_32f(v, 3, box);
-    context = qelrSceneContext{box, &accel, tree};
-  }
-};
-
-TEST(IntersectEye, LimitIsExclusiveAndBackFacesAreHit) {
-  Wall w;
-  for (float z : {1.0f, -1.0f}) {  // from the front and, past the wall, from behind
-    const float eye[3] = {-1, -1, z > 0 ? 0.0f : 10.0f};
-    alignas(16) float dx[4] = {0, 0, 0, 0}, dy[4] = {0, 0, 0, 0}, dz[4] = {z, z, z, z};
-    alignas(16) float dist[4] = {5.0f, 5.0001f, 1e30f, 4.99f};
-    alignas(16) float hu[4], hv[4];
-    alignas(16) int32_t tri[4];
-    const float* dirs[3] = {dx, dy, dz};
-    float* hits[2] = {hu, hv};
-    // Width 4 aligned: the packet path; width 1 on the same data: single rays.
-    for (qelrSize size : {qelrSize{4, 1}, qelrSize{1, 4}}) {
-      const float limits[4] = {5.0f, 5.0001f, 1e30f, 4.99f};
-      std::memcpy(dist, limits, sizeof dist);
-      ASSERT_EQ(qelrIntersectEyeSO_32f(eye, dirs, dist, hits, tri, &w.context, size), StatusOk);
-      EXPECT_EQ(tri[0], -1) << "a hit at exactly the limit is not taken";
-      EXPECT_EQ(tri[1], 0);
-      EXPECT_EQ(tri[2], 0);
-      EXPECT_EQ(tri[3], -1);
-      EXPECT_EQ(dist[0], 5.0f);
-    }
-  }
-}
-
 TEST(IntersectEye, PacketPathMissesAndDisabledRays) {
   qt::Rng rng(44);
   TestScene s(rng, 20, false);
   const float eye[3] = {0, 0, -20};
   RayBlock b(4, 4, 0);
-  FillRays(rng, b, eye, s.vertices);
-  // All limits 0.0: the tile is skipped, pHit keeps its contents.
-  for (int i = 0; i < 16; ++i) b.dist[i] = 0.0f;
-  std::vector<float> before(b.hu.data(), b.hu.data() + 16);
-  ASSERT_EQ(qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{4, 4}),
-            StatusOk);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(b.tri[i], -1);
-  EXPECT_TRUE(SameBits(before.data(), b.hu.data(), 16));
-
-  // One active ray: the rays of its row and octant get pHit 0.0 and keep
-  // pDist; rays of other rows keep pHit.
-  for (int i = 0; i < 16; ++i) {
-    b.dx[i] = 0.01f, b.dy[i] = 0.02f, b.dz[i] = 1.0f;
-    b.hu[i] = 7.0f;
-  }
-  b.dx[6] = -0.01f;  // row 1, another octant
+  auto run = [&] {
+    ASSERT_EQ(qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{4, 4}),
+              StatusOk);
+  };
+  // All limits 0.0: the tile is skipped, pTriangle is -1, pHit kept.
+  for (int i = 0; i < 16; ++i) b.dx[i] = 0.01f, b.dy[i] = 0.02f, b.dz[i] = 1.0f, b.dist[i] = 0.0f, b.hu[i] = 7.0f;
+  run();
+  for (int i = 0; i < 16; ++i) EXPECT_TRUE(b.tri[i] == -1 && b.hu[i] == 7.0f) << i;
+  // One active ray (5): the rays of its row and octant get pHit 0.0 and
+  // keep pDist; rays of other rows or octants keep pHit.
+  b.dx[6] = -0.01f;
   b.dist[5] = 1e30f;
-  ASSERT_EQ(qelrIntersectEyeSO_32f(eye, b.Dirs(), b.dist.data(), b.Hits(), b.tri.data(), &s.context, qelrSize{4, 4}),
-            StatusOk);
-  for (int i : {4, 7}) {
-    EXPECT_EQ(Bits(b.hu[i]), 0u) << i;
-    EXPECT_EQ(b.dist[i], 0.0f) << i;
-  }
+  run();
+  for (int i : {4, 7}) EXPECT_TRUE(Bits(b.hu[i]) == 0 && b.dist[i] == 0.0f) << i;
   for (int i : {0, 3, 6, 8, 15}) EXPECT_EQ(b.hu[i], 7.0f) << i;
 }
 
@@ -363,6 +301,7 @@ struct SplitCase {
   std::vector<int32_t> below, above;
   float eyeZ;
   float boxTopZ;
+  float limit;
 };
 
 struct Layered {
@@ -407,7 +346,7 @@ std::pair<int32_t, int32_t> RunSplitCase(const Layered& scene, const SplitCase& 
   int32_t found[2];
   int path = 0;
   for (qelrSize size : {qelrSize{1, 16}, qelrSize{4, 4}}) {
-    for (float& d : dist) d = 1e30f;
+    for (float& d : dist) d = c.limit;
     EXPECT_EQ(qelrIntersectEyeSO_32f(eye, dirs, dist, hits, tri, &context, size), StatusOk);
     for (int i = 1; i < 16; ++i) EXPECT_EQ(tri[i], tri[0]);
     found[path++] = tri[0];
@@ -416,20 +355,26 @@ std::pair<int32_t, int32_t> RunSplitCase(const Layered& scene, const SplitCase& 
 }
 
 TEST(IntersectEye, SplitTestDetailsOnAHandBlock) {
-  // Triangles 0..3 at z = 3, 2, 6, 8.
+  // Triangles 0..3 at z = 3, 2, 6, 8, their normals along +z like the rays:
+  // every hit here is on a back face.
   const Layered scene({3.0f, 2.0f, 6.0f, 8.0f});
   using Found = std::pair<int32_t, int32_t>;
+  // The limit is exclusive.  The packet path's t is 3 times the refined
+  // 12-bit reciprocal of 1, which may lie just below 3.
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.0f * ref::RcpNewton(1.0f)}), Found(-1, -1));
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.0f}).first, -1);
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.001f}), Found(0, 0));
   // After a hit nearer than the split, the walk ends: the upper leaf's
   // triangle at z = 2 is never tested.
-  EXPECT_EQ(RunSplitCase(scene, {{0}, {1}, 0.0f, 10.0f}), Found(0, 0));
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {1}, 0.0f, 10.0f, 1e30f}), Found(0, 0));
   // The eye a hair above the split: the single-ray test's epsilon still
   // visits the lower child first, the packet path goes to the upper only.
-  EXPECT_EQ(RunSplitCase(scene, {{2}, {3}, 5.000005f, 10.0f}), Found(2, 3));
+  EXPECT_EQ(RunSplitCase(scene, {{2}, {3}, 5.000005f, 10.0f, 1e30f}), Found(2, 3));
   // The box ends just short of the split.  0.0001 is added to the far end of
   // the interval, and the single-ray test allows 1e-5 more.
-  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 5e-5f}), Found(2, 2));
-  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 1.05e-4f}), Found(2, -1));
-  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 2e-4f}), Found(-1, -1));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 5e-5f, 1e30f}), Found(2, 2));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 1.05e-4f, 1e30f}), Found(2, -1));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 2e-4f, 1e30f}), Found(-1, -1));
 }
 
 }  // namespace
