@@ -14,16 +14,6 @@ namespace {
 using qt::Bits;
 using qt::SameBits;
 
-::testing::AssertionResult SameRecord(const qelrTriangleAccel& expected, const qelrTriangleAccel& actual) {
-  if (std::memcmp(&expected, &actual, sizeof expected) == 0) return ::testing::AssertionSuccess();
-  const float* e = &expected.normalU;
-  const float* a = &actual.normalU;
-  auto failure = ::testing::AssertionFailure();
-  failure << "axes " << std::hex << expected.axes << " vs " << actual.axes << std::dec;
-  for (int i = 0; i < 9; ++i) failure << "\n word " << i + 1 << ": " << qt::Show(e[i]) << " vs " << qt::Show(a[i]);
-  return failure;
-}
-
 qelrTriangleAccel AccelOf(const float (&v)[9]) {
   const int32_t tri[4] = {0, 1, 2, 77};
   qelrTriangleAccel a;
@@ -90,18 +80,19 @@ TEST(TriangleAccel, MatchesReferenceOnRandomTriangles) {
   for (int t = 0; t < triangleCount; ++t) {
     const qelrTriangleAccel expected =
         ref::TriangleAccel(&v[3 * tri[4 * t]], &v[3 * tri[4 * t + 1]], &v[3 * tri[4 * t + 2]]);
-    ASSERT_TRUE(SameRecord(expected, accel[t])) << "triangle " << t;
+    ASSERT_TRUE(SameBits(&expected.normalU, &accel[t].normalU, 9)) << "triangle " << t;
+    ASSERT_EQ(expected.axes, accel[t].axes) << "triangle " << t;
   }
   EXPECT_EQ(accel[triangleCount].axes, 0x5A5A5A5Au);  // nothing past the end
 }
 
-TEST(BoundBox, WorkedExamplesAndChecks) {
+TEST(BoundBox, WorkedExamplesAndRandomVertices) {
   float box[6];
   const float one[3] = {1, 2, 3};
   ASSERT_EQ(qelrSetBoundBox_32f(one, 1, box), StatusOk);
   const float margin = 3.0f * 0.0001f;
-  const float expected[6] = {1 - margin, 2 - margin, 3 - margin, 1 + margin, 2 + margin, 3 + margin};
-  EXPECT_TRUE(SameBits(expected, box, 6));
+  const float worked[6] = {1 - margin, 2 - margin, 3 - margin, 1 + margin, 2 + margin, 3 + margin};
+  EXPECT_TRUE(SameBits(worked, box, 6));
 
   // At the origin the margin comes from the smallest normal float: a tiny
   // box, not a point.
@@ -114,14 +105,13 @@ TEST(BoundBox, WorkedExamplesAndChecks) {
   ASSERT_EQ(qelrSetBoundBox_32f(origin, 0, box), StatusOk);
   EXPECT_GT(box[0], box[3]);
   EXPECT_EQ(qelrSetBoundBox_32f(nullptr, 1, box), StatusNullPointer);
-}
 
-TEST(BoundBox, MatchesReferenceForEveryRemainderOfEight) {
+  // Every remainder of the eight-vertex rounds.
   qt::Rng rng(12);
-  for (int count = 1; count <= 40; ++count) {
+  for (int count = 1; count <= 17; ++count) {
     std::vector<float> v(3 * count);
     for (float& x : v) x = rng.Uniform(-1000, 1000);
-    float box[6], expected[6];
+    float expected[6];
     ASSERT_EQ(qelrSetBoundBox_32f(v.data(), count, box), StatusOk);
     ref::BoundBox(v.data(), count, expected);
     ASSERT_TRUE(SameBits(expected, box, 6)) << "count " << count;
