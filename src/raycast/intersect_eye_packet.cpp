@@ -1,6 +1,5 @@
 // Nearest hit of each ray, four coherent rays at a time.
-#include <cmath>
-
+#include "raycast/clip_packet4.h"
 #include "raycast/intersect_eye_paths.h"
 #include "raycast/packet_tiles.h"
 #include "raycast/ray_math.h"
@@ -40,6 +39,7 @@ struct EyeHits4 {
   // A lane goes on to the next far child only if that child could still
   // hold something nearer than its best hit.
   __m128 ResumeLanes(__m128 tmax) const { return _mm_cmplt_ps(tmax, best); }
+  void AfterPop(__m128&, __m128&) const {}
 };
 
 struct EyeBlock {
@@ -49,8 +49,6 @@ struct EyeBlock {
   float* const* hit;
   int32_t* triangle;
   const qelrSceneContext* context;
-  float lower[3];  // box corners relative to the eye
-  float upper[3];
 };
 
 // One row of a tile, the lanes of `laneBits`, all of the octant `octant`.
@@ -63,25 +61,17 @@ void EyeKernel4(const EyeBlock& b, int64_t at, int32_t laneBits, int32_t octant)
     h.rays.direction[k] = _mm_load_ps(b.direction[k] + at);
   }
 
-  // Clip to the box on every axis.  A near-zero component is replaced by a
-  // small positive one so that its inverse stays finite.
+  // Clip to the box.  Lanes outside the mask start from an empty interval,
+  // so they never become active.
   const __m128 entryDist = _mm_load_ps(b.dist + at);
   __m128 tmin = _mm_setzero_ps();
   __m128 tmax = _mm_and_ps(entryDist, laneMask);
   __m128 inverse[3];
-  const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
-  for (int32_t k = 0; k < 3; ++k) {
-    const __m128 d = h.rays.direction[k];
-    const __m128 tiny = _mm_cmple_ps(_mm_and_ps(d, absMask), _mm_set1_ps(kTinyDirection));
-    inverse[k] = RcpNewton(Select(tiny, _mm_set1_ps(kPacketZeroDirection), d));
-    const __m128 t1 = _mm_mul_ps(_mm_set1_ps(b.lower[k]), inverse[k]);
-    const __m128 t2 = _mm_mul_ps(_mm_set1_ps(b.upper[k]), inverse[k]);
-    tmin = _mm_max_ps(tmin, _mm_min_ps(t1, t2));
-    tmax = _mm_min_ps(tmax, _mm_max_ps(t1, t2));
-  }
+  ClipRays4ToBox(b.context->pBound, h.rays, tmin, tmax, inverse);
   const __m128 active = _mm_cmplt_ps(tmin, tmax);
   if (_mm_movemask_ps(active) == 0) return;
 
+  // Lanes outside the mask get best 0.0: they can accept nothing.
   h.best = _mm_and_ps(entryDist, laneMask);
   h.triangle = _mm_and_ps(_mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(b.triangle + at))), laneMask);
   h.hitU = _mm_setzero_ps();
@@ -109,11 +99,7 @@ void IntersectEyePackets(const float* pEye, const float* const pDirection[3], fl
   const int64_t rayCount = static_cast<int64_t>(size.width) * size.height;
   for (int64_t i = 0; i < rayCount; ++i) pTriangle[i] = -1;
 
-  EyeBlock b{pEye, pDirection, pDist, pHit, pTriangle, pContext, {}, {}};
-  for (int32_t k = 0; k < 3; ++k) {
-    b.lower[k] = pContext->pBound[k] - pEye[k];
-    b.upper[k] = pContext->pBound[k + 3] - pEye[k];
-  }
+  const EyeBlock b{pEye, pDirection, pDist, pHit, pTriangle, pContext};
 
   for (int32_t tileRow = 0; tileRow < size.height; tileRow += 4) {
     for (int32_t tileCol = 0; tileCol < size.width; tileCol += 4) {

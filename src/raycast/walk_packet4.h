@@ -11,6 +11,8 @@
 //   __m128 ResumeLanes(__m128 tmax)
 //       after a leaf, the lanes that go on to the next far child; no lane
 //       ends the walk.
+//   void AfterPop(__m128& tmin, __m128& tmax)
+//       may restrict the interval just taken from the stack.
 #pragma once
 
 #include <cstdint>
@@ -59,5 +61,6 @@ inline void WalkPacket4(const qelrKDNode* root, int32_t octant, const __m128 ori
     --depth;
     node = stack[depth].node;
     tmax = stack[depth].tmax;
+    policy.AfterPop(tmin, tmax);
   }
 }

@@ -85,6 +85,7 @@ struct TestScene {
       }
       if (rng.Chance(0.03))
         for (int k = 0; k < 3; ++k) vertices[vertices.size() - 3 + k] = vertices[vertices.size() - 6 + k];
+      if (rng.Chance(0.02)) vertices[vertices.size() - 1 - rng.Int(0, 8)] = std::numeric_limits<float>::quiet_NaN();
       for (int j = 0; j < 3; ++j) triangles.push_back(3 * t + j);
       triangles.push_back(0);
     }
@@ -139,8 +140,8 @@ struct RayBlock {
 };
 
 // Directions at the scene's triangles from the eye, coherent in some
-// blocks, with axis-parallel, near-zero, signed-zero and reversed components
-// mixed in, and limits of every kind.
+// blocks, with axis-parallel, near-zero, signed-zero, reversed, huge,
+// infinite and NaN components mixed in, and limits of every kind.
 void FillRays(qt::Rng& rng, RayBlock& b, const float eye[3], const std::vector<float>& vertices) {  // 9 floats per triangle
   const int triangleCount = int(vertices.size() / 9);
   auto aimAtTriangle = [&](float d[3], float jitter) {
@@ -156,13 +157,15 @@ void FillRays(qt::Rng& rng, RayBlock& b, const float eye[3], const std::vector<f
       for (int k = 0; k < 3; ++k) d[k] = aim[k] + rng.Uniform(-0.3f, 0.3f);
     else
       aimAtTriangle(d, 0.3f);
-    switch (rng.Int(0, 14)) {
+    switch (rng.Int(0, 16)) {
       case 0: d[rng.Int(0, 2)] = 0.0f; break;
       case 1: d[rng.Int(0, 2)] = -0.0f; break;
       case 2: d[rng.Int(0, 2)] = rng.Chance(0.5) ? 1e-7f : -1.1920929e-7f; break;
       case 3: d[rng.Int(0, 2)] = 2e-7f; break;
       case 4: for (float& c : d) c = -c; break;  // away from the scene
       case 5: { const int k = rng.Int(0, 2); for (int j = 0; j < 3; ++j) if (j != k) d[j] = 0.0f; } break;
+      case 6: d[rng.Int(0, 2)] = std::numeric_limits<float>::quiet_NaN(); break;
+      case 7: d[rng.Int(0, 2)] = rng.Chance(0.5) ? 1e30f : -std::numeric_limits<float>::infinity(); break;
       default: break;
     }
     b.dx[i] = d[0], b.dy[i] = d[1], b.dz[i] = d[2];
