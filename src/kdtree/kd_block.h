@@ -4,8 +4,8 @@
 // pairs from offset 16 on, then the leaf lists.  Every offset stored in a
 // node is a byte offset from that node, so the block can be moved whole.
 // Builders write nodes through the Encode* functions and every traversal
-// reads them through the Is*/Read* functions and ForEachLeafTriangle; no
-// other code knows the bit layout.
+// reads them through IsInterior, the Interior* readers and
+// ForEachLeafTriangle; no other code knows the bit layout.
 #pragma once
 
 #include <cstdint>
