@@ -1,7 +1,7 @@
 // Renders a procedural scene with eye rays: tree, triangle records and box
 // once, then for each 16 x 16 block the eye directions and the nearest hits,
-// then smooth (or, with --flat, flat) normals, diffuse light and shadows
-// cast from the light, into out/render.png.  Also times the nearest-hit
+// then smooth (or, with --flat, flat) normals, shadows cast from the light,
+// and diffuse light through the masked arithmetic, into out/render.png.  Also times the nearest-hit
 // search on its packet path (aligned planes) and its single-ray path (the
 // same planes one float off alignment).
 #include <png.h>
@@ -186,21 +186,49 @@ int main(int argc, char** argv) {
   float* shadowHits[2] = {su.data, sv.data};
   qelrIntersectEyeSO_32f(lightP, shadowDirs, sd.data, shadowHits, st.data, &context, qelrSize{kWidth, kHeight});
 
-  // Diffuse shading with the normal turned toward the viewer.
+  // Diffuse shading with the masked arithmetic; pTriangle masks out the
+  // missed rays.  Colour = albedo * (ambient + diffuse * cosine), where the
+  // cosine is between the normal (turned toward the viewer) and the way to
+  // the light, and the diffuse term counts only for lit points.
+  const int32_t len = int32_t(n);
+  const int32_t* hitMask = hitTriangle.data;
+  const float* eyeDirs[3] = {dirX.data, dirY.data, dirZ.data};
+  Plane<float> cosEye(n), cosLight(n), toLightLength(n);
+  qelrDotChangeNorm_32f_IM(eyeDirs, hitMask, normals, cosEye.data, len);
+  // The shadow rays run from the light to the points: n . s is the negated
+  // cosine times |s|, so dividing by -|s| leaves the cosine.
+  qelrDot_32f_P3C1M(normals, shadowDirs, hitMask, cosLight.data, len);
+  qelrDot_32f_P3C1M(shadowDirs, shadowDirs, hitMask, toLightLength.data, len);
+  Plane<int32_t> litMask(n);
+  for (size_t i = 0; i < n; ++i) {
+    toLightLength.data[i] = -std::sqrt(toLightLength.data[i]);
+    litMask.data[i] = (hitMask[i] >= 0 && st.data[i] < 0) ? 0 : -1;  // hit and not in shadow
+  }
+  qelrDiv_32f_C1IM(toLightLength.data, litMask.data, cosLight.data, len);
+  for (size_t i = 0; i < n; ++i)
+    if (!(cosLight.data[i] > 0.0f)) litMask.data[i] = -1;  // facing away from the light
+
+  Plane<float> albedoR(n), albedoG(n), albedoB(n), red(n), green(n), blue(n);
+  float* albedo[3] = {albedoR.data, albedoG.data, albedoB.data};
+  float* colour[3] = {red.data, green.data, blue.data};
+  const float ambient = 0.18f;
+  for (size_t i = 0; i < n; ++i)
+    for (int k = 0; k < 3; ++k) {
+      albedo[k][i] = hitMask[i] >= 0 ? scene.albedo[3 * hitMask[i] + k] : 0.0f;
+      colour[k][i] = albedo[k][i] * ambient;
+    }
+  const float diffuse[3] = {0.82f, 0.82f, 0.82f};
+  qelrAddMulMul_32f_AC1P3IM(diffuse, cosLight.data, albedo, litMask.data, colour, len);
+
+  // Sky behind the missed rays, then gamma 2 into 8 bits.
   std::vector<uint8_t> rgb(n * 3);
   for (size_t i = 0; i < n; ++i) {
-    const int32_t y = int32_t(i / kWidth);
-    float c[3] = {0.55f + 0.3f * (1 - float(y) / kHeight), 0.7f + 0.2f * (1 - float(y) / kHeight), 0.95f};
-    const int32_t t = hitTriangle.data[i];
-    if (t >= 0) {
-      Vec3 normal = {nx.data[i], ny.data[i], nz.data[i]};
-      const Vec3 d = {dirX.data[i], dirY.data[i], dirZ.data[i]};
-      if (Dot(normal, d) > 0) normal = normal * -1.0f;
-      const Vec3 p = eye + d * dist.data[i];
-      const float lit = st.data[i] >= 0 ? 0.0f : std::max(0.0f, Dot(normal, Normalise(light - p)));
-      for (int k = 0; k < 3; ++k) c[k] = scene.albedo[3 * t + k] * (0.18f + 0.82f * lit);
+    const float above = 1 - float(i / kWidth) / kHeight;
+    const float sky[3] = {0.55f + 0.3f * above, 0.7f + 0.2f * above, 0.95f};
+    for (int k = 0; k < 3; ++k) {
+      const float c = hitMask[i] >= 0 ? colour[k][i] : sky[k];
+      rgb[3 * i + k] = uint8_t(std::lround(255 * std::min(1.0f, std::sqrt(c))));
     }
-    for (int k = 0; k < 3; ++k) rgb[3 * i + k] = uint8_t(std::lround(255 * std::min(1.0f, std::sqrt(c[k]))));
   }
   qelrKDTreeFree(tree);
 
