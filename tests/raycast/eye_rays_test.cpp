@@ -356,6 +356,8 @@ TEST(IntersectEye, SplitTestDetailsOnAHandBlock) {
   // 12-bit reciprocal of 1, which may lie just below 3.
   EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.0f * ref::RcpNewton(1.0f)}), Found(-1, -1));
   EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.0f}).first, -1);
+  // A triangle through the eye is not hit: t must be above 0.
+  EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 3.0f, 10.0f, 1e30f}), Found(-1, -1));
   EXPECT_EQ(RunSplitCase(scene, {{0}, {}, 0.0f, 10.0f, 3.001f}), Found(0, 0));
   // After a hit nearer than the split, the walk ends: the upper leaf's
   // triangle at z = 2 is never tested.
