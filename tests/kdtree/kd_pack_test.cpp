@@ -68,6 +68,7 @@ TEST(KDPack, LeafForms) {
       {{0x20000000, 0x20000001}, blk::Form::List, {0x20000000, 0x20000001}},
       {{9, 5, 7}, blk::Form::Packed, {5, 7, 9}},             // order lost, ascending
       {{1, 40000, 40001}, blk::Form::List, {1, 40000, 40001}},  // low gap 0x8000 or more
+      {{0x8001, 0, 0x8000}, blk::Form::List, {0x8001, 0, 0x8000}},
       {{0, 0x7FFF, 0x7FFF + 0xFFFF}, blk::Form::Packed, {0, 0x7FFF, 0x7FFF + 0xFFFF}},
       {{0, 10, 10 + 0x10000}, blk::Form::List, {0, 10, 10 + 0x10000}},  // high gap too big
       {{4, 4, 4}, blk::Form::Packed, {4, 4, 4}},

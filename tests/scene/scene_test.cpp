@@ -1,6 +1,7 @@
 // Scene preparation through the exports: triangle records, the padded box,
 // triangle normals and surface normals on both paths, against the scalar
 // models in reference_scene.h.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -128,10 +129,15 @@ TEST(TriangleNormal, MatchesReferenceForAnyTeamSize) {
     for (int j = 0; j < 3; ++j) tri[4 * t + j] = rng.Int(0, vertexCount - 1);
   tri[4 * 7 + 1] = tri[4 * 7];  // degenerate: (0, 0, 0), not NaN
   tri[4 * 7 + 2] = tri[4 * 7];
+  // Area 5e-17, squared length under the double epsilon: also (0, 0, 0).
+  const float tiny[9] = {0, 0, 0, 1e-8f, 0, 0, 0, 1e-8f, 0};
+  std::copy(tiny, tiny + 9, v.begin());
+  tri[4 * 8] = 0, tri[4 * 8 + 1] = 1, tri[4 * 8 + 2] = 2;
   std::vector<float> expected(3 * triangleCount);
   for (int t = 0; t < triangleCount; ++t)
     ref::TriangleNormal(&v[3 * tri[4 * t]], &v[3 * tri[4 * t + 1]], &v[3 * tri[4 * t + 2]], &expected[3 * t]);
   EXPECT_EQ(Bits(expected[21]), 0u);
+  EXPECT_EQ(Bits(expected[24 + 2]), 0u);
 
   for (int threads : {1, 2, 3, 7, 0}) {
     standinSetNumThreads(threads);
