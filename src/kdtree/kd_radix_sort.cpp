@@ -1,0 +1,65 @@
+// Least-significant-digit radix sort of floats: three passes of 11, 11 and
+// 10 bits over order-preserving unsigned keys.
+#include <cstring>
+
+#include "kdtree/kd_split_search.h"
+
+namespace {
+
+typedef uint32_t __attribute__((may_alias)) Word;
+
+constexpr int kDigitCount = 2048;
+constexpr int kPrefetchAhead = 64;
+
+// Negative floats have all bits inverted and the others get the sign bit,
+// so that unsigned order is float order (-0 just below +0).
+inline uint32_t ToKey(uint32_t bits) { return (bits & 0x80000000u) ? ~bits : bits | 0x80000000u; }
+inline uint32_t FromKey(uint32_t key) { return (key & 0x80000000u) ? key & 0x7FFFFFFFu : ~key; }
+
+inline uint32_t Digit0(uint32_t key) { return key & 0x7FFu; }
+inline uint32_t Digit1(uint32_t key) { return (key >> 11) & 0x7FFu; }
+inline uint32_t Digit2(uint32_t key) { return key >> 22; }
+
+// Exclusive running sums: each counter becomes its digit's first slot.
+void ToStarts(uint32_t* histogram) {
+  uint32_t sum = 0;
+  for (int d = 0; d < kDigitCount; ++d) {
+    uint32_t c = histogram[d];
+    histogram[d] = sum;
+    sum += c;
+  }
+}
+
+template <uint32_t (*DigitOf)(uint32_t)>
+void Scatter(const Word* from, Word* to, uint32_t* starts, int32_t count) {
+  for (int32_t k = 0; k < count; ++k) {
+    __builtin_prefetch(from + k + kPrefetchAhead);
+    uint32_t key = from[k];
+    to[starts[DigitOf(key)]++] = key;
+  }
+}
+
+}  // namespace
+
+void localRadixSort32f(float* array, float* scratch, int32_t count) {
+  uint32_t histograms[3][kDigitCount];
+  std::memset(histograms, 0, sizeof histograms);
+  Word* keys = reinterpret_cast<Word*>(array);
+  Word* spare = reinterpret_cast<Word*>(scratch);
+
+  // Keys and all three histograms in one pass.
+  for (int32_t k = 0; k < count; ++k) {
+    uint32_t key = ToKey(keys[k]);
+    keys[k] = key;
+    ++histograms[0][Digit0(key)];
+    ++histograms[1][Digit1(key)];
+    ++histograms[2][Digit2(key)];
+  }
+  for (int pass = 0; pass < 3; ++pass) ToStarts(histograms[pass]);
+
+  Scatter<Digit0>(keys, spare, histograms[0], count);
+  Scatter<Digit1>(spare, keys, histograms[1], count);
+  Scatter<Digit2>(keys, spare, histograms[2], count);
+
+  for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(spare[k]);
+}

@@ -1,0 +1,59 @@
+// Evaluation of one axis of a node: gather the events, sort them, sweep.
+#include "frame/qelr_internal.h"
+#include "kdtree/kd_split_search.h"
+
+void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
+                       const float box[6], int axis, qelrSplitDecision* candidate) {
+  const float low = box[axis];
+  const float high = box[axis + 3];
+  // A flat axis keeps the leaf cost and so can never win.
+  if (!(high - low > kKDFlatExtent)) return;
+
+  // Gather: a polygon whose extremes on the axis coincide is flat on it.
+  // Starts and ends are kept in separate arrays and sorted on their own;
+  // only the counts on each side of a plane matter, not which start belongs
+  // to which end.
+  float* lows = arrays[kKDLows];
+  float* highs = arrays[kKDHighs];
+  float* flats = arrays[kKDFlats];
+  int32_t n = 0, f = 0;
+  for (int32_t k = 0; k < count; ++k) {
+    const float least = KDRefLeast(refs[k], axis);
+    const float greatest = KDRefGreatest(refs[k], axis);
+    if (least == greatest) {
+      flats[f++] = least;
+    } else {
+      lows[n] = least;
+      highs[n] = greatest;
+      ++n;
+    }
+  }
+
+  if (n >= kKDRadixSortMinCount) {
+    localRadixSort32f(lows, arrays[kKDScratch], n);
+    localRadixSort32f(highs, arrays[kKDScratch], n);
+  } else {
+    ownSortAscend32f(lows, n);  // a length of 0 is refused and leaves nothing to do
+    ownSortAscend32f(highs, n);
+  }
+  if (f != 0) ownSortAscend32f(flats, f);
+
+  KDSweepInput in;
+  in.lows = lows;
+  in.highs = highs;
+  in.n = n;
+  in.flats = flats;
+  in.f = f;
+  in.low = low;
+  in.high = high;
+  const int a1 = (axis + 1) % 3, a2 = (axis + 2) % 3;
+  in.extent1 = box[a1 + 3] - box[a1];
+  in.extent2 = box[a2 + 3] - box[a2];
+  // A box flat on both other axes has no area to weigh the sides with.
+  if (in.extent1 <= kKDFlatExtent && in.extent2 <= kKDFlatExtent) return;
+
+  if (f == 0)
+    localSweep(in, candidate);
+  else
+    localSweepFlats(in, candidate);
+}

@@ -1,0 +1,191 @@
+// The two sweeps over the sorted events of one axis.
+//
+// The cost of a plane at t with l polygons below and h above is
+//   C(t, l, h) = l * ((t - low) + r) + h * ((high - t) + r),
+// where r = (e1 * e2) / (e1 + e2) from the two other extents; multiplied by
+// s = e1 + e2 it is the sum of half-area times count over both boxes.  The
+// differences are single precision and the counts pass through single
+// precision, as the costs of the original library did: a count above 2^24
+// is rounded, and changing that would move planes.
+#include <cfloat>
+
+#include "kdtree/kd_split_search.h"
+
+namespace {
+
+struct SweepFrame {
+  float low, high;
+  float s;   // e1 + e2, single precision
+  double r;  // (e1 * e2) / (e1 + e2), or 0 when the product is tiny
+};
+
+SweepFrame MakeFrame(const KDSweepInput& in) {
+  SweepFrame frame;
+  frame.low = in.low;
+  frame.high = in.high;
+  frame.s = in.extent1 + in.extent2;
+  float product = in.extent1 * in.extent2;
+  frame.r = static_cast<double>(product) >= 1e-9
+                ? static_cast<double>(product) / static_cast<double>(frame.s)
+                : 0.0;
+  return frame;
+}
+
+inline double AsCount(int32_t count) { return static_cast<double>(static_cast<float>(count)); }
+
+inline double PlaneCost(const SweepFrame& frame, float t, int32_t l, int32_t h) {
+  return AsCount(l) * (static_cast<double>(t - frame.low) + frame.r) +
+         AsCount(h) * (static_cast<double>(frame.high - t) + frame.r);
+}
+
+inline void Take(qelrSplitDecision* result, float position, int32_t l, int32_t h, int32_t side) {
+  result->position = position;
+  result->leftCount = l;
+  result->rightCount = h;
+  result->flatSide = side;
+}
+
+// A box end that is empty over more than 10% of the extent is cut off at
+// once, with a bonus, and no event is looked at.  The test is strict: a gap
+// of exactly 10% is no candidate.  Returns true when a cut was taken.
+bool TakeEndCut(const SweepFrame& frame, int32_t m, float first, float last, int32_t lowCutSide,
+                int32_t highCutSide, qelrSplitDecision* result) {
+  const float gap = (frame.high - frame.low) * 0.1f;
+  bool found = false;
+  double best = 0.0;
+  if (first - frame.low > gap) {
+    best = AsCount(m) * (static_cast<double>(frame.high - first) + frame.r);
+    Take(result, first, 0, m, lowCutSide);
+    found = true;
+  }
+  if (frame.high - last > gap) {
+    double cost = AsCount(m) * (static_cast<double>(last - frame.low) + frame.r);
+    if (!found || cost < best) {
+      best = cost;
+      Take(result, last, m, 0, highCutSide);
+      found = true;
+    }
+  }
+  if (found) result->cost = static_cast<double>(frame.s) * kKDEmptySpaceBonus * best;
+  return found;
+}
+
+// How many of values[from..count) equal t (the array is sorted).
+inline int32_t RunAt(const float* values, int32_t from, int32_t count, float t) {
+  int32_t k = from;
+  while (k < count && values[k] == t) ++k;
+  return k - from;
+}
+
+// Index of the first value above t, starting at `from`.
+inline int32_t SkipUpTo(const float* values, int32_t from, int32_t count, float t) {
+  while (from < count && values[from] <= t) ++from;
+  return from;
+}
+
+}  // namespace
+
+void localSweep(const KDSweepInput& in, qelrSplitDecision* result) {
+  const SweepFrame frame = MakeFrame(in);
+  const float* lows = in.lows;
+  const float* highs = in.highs;
+  const int32_t n = in.n;
+
+  Take(result, lows[0], 0, n, 1);
+  if (TakeEndCut(frame, n, lows[0], highs[n - 1], 1, 1, result)) return;
+
+  // Visit every distinct event value in ascending order.  A polygon that
+  // starts at t is above the plane and one that ends at t is below it; among
+  // equal costs the lowest plane stays.
+  double best = DBL_MAX;
+  float t = lows[0];
+  int32_t l = 0, h = n;
+  int32_t i = 0, j = 0;
+  for (;;) {
+    double cost = PlaneCost(frame, t, l, h);
+    if (cost < best) {
+      best = cost;
+      Take(result, t, l, h, 1);
+    }
+    i = SkipUpTo(lows, i, n, t);
+    j = SkipUpTo(highs, j, n, t);
+    if (j == n) break;  // the last plane was the last end, with h 0
+    t = (i < n && lows[i] <= highs[j]) ? lows[i] : highs[j];
+    if (t != t) break;  // a NaN event would never be passed
+    l = i;
+    h = n - j - RunAt(highs, j, n, t);
+  }
+  result->cost = static_cast<double>(frame.s) * best;
+}
+
+void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result) {
+  const SweepFrame frame = MakeFrame(in);
+  const float* lows = in.lows;
+  const float* highs = in.highs;
+  const float* flats = in.flats;
+  const int32_t n = in.n, f = in.f, m = n + f;
+
+  // With no sloped polygon the box bounds stand in for the first start and
+  // the last end.
+  const float firstLow = n > 0 ? lows[0] : in.low;
+  const float lastHigh = n > 0 ? highs[n - 1] : in.high;
+  const float first = firstLow <= flats[0] ? firstLow : flats[0];
+  const float last = lastHigh >= flats[f - 1] ? lastHigh : flats[f - 1];
+
+  Take(result, first, 0, m, 1);
+  if (TakeEndCut(frame, m, first, last, 1, 0, result)) return;
+
+  // Flat polygons lying on a face of the box: a plane on that face that
+  // keeps them alone on the outer side earns the empty-space bonus.
+  double best = DBL_MAX;
+  if (flats[0] == in.low) {
+    int32_t k = RunAt(flats, 0, f, in.low);
+    double cost = kKDEmptySpaceBonus * PlaneCost(frame, in.low, k, m - k);
+    if (cost < best) {
+      best = cost;
+      Take(result, in.low, k, m - k, 0);
+    }
+  }
+  if (flats[f - 1] == in.high) {
+    int32_t k = 0;
+    while (k < f && flats[f - 1 - k] == in.high) ++k;
+    double cost = kKDEmptySpaceBonus * PlaneCost(frame, in.high, m - k, k);
+    if (cost < best) {
+      best = cost;
+      Take(result, in.high, m - k, k, 1);
+    }
+  }
+
+  // Sweep the three lists together.  At each plane the flat polygons on it
+  // are tried on the high side, then on the low side.  Flats beyond the last
+  // end are never planes; with no sloped polygon only the first flat is.
+  float t = (n > 0 && lows[0] <= flats[0]) ? lows[0] : flats[0];
+  int32_t l = 0, h = m;
+  int32_t i = 0, j = 0, g = 0;
+  for (;;) {
+    const int32_t k = RunAt(flats, g, f, t);
+    double cost = PlaneCost(frame, t, l, h);
+    if (cost < best) {
+      best = cost;
+      Take(result, t, l, h, 1);
+    }
+    if (k > 0) {
+      cost = PlaneCost(frame, t, l + k, h - k);
+      if (cost < best) {
+        best = cost;
+        Take(result, t, l + k, h - k, 0);
+      }
+    }
+    i = SkipUpTo(lows, i, n, t);
+    j = SkipUpTo(highs, j, n, t);
+    g = SkipUpTo(flats, g, f, t);
+    if (j == n) break;
+    t = highs[j];
+    if (i < n && lows[i] < t) t = lows[i];
+    if (g < f && flats[g] < t) t = flats[g];
+    if (t != t) break;  // a NaN event would never be passed
+    l = i + g;
+    h = m - g - (j + RunAt(highs, j, n, t));
+  }
+  result->cost = static_cast<double>(frame.s) * best;
+}

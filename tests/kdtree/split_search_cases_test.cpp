@@ -1,0 +1,151 @@
+// Worked cases of the split search, each checked field by field and
+// against the plain model.
+#include <cstring>
+
+#include "split_search_soup.h"
+#include "test_util.h"
+
+namespace {
+
+ref::Polygon Triangle(ref::Point a, ref::Point b, ref::Point c) { return {a, b, c}; }
+
+// Evaluates one axis of the node on its own, as the builder's search does.
+qelrSplitDecision Axis(PolygonSoup& soup, const float box[6], int axis) {
+  qelrSplitDecision d{localLeafCost(box, soup.Count()), 0.0f, axis, 0, 0, 0};
+  localEvaluateAxis(soup.Events().axis[axis], soup.refs.data(), soup.Count(), box, axis, &d);
+  qelrSplitDecision want{d.cost, 0.0f, axis, 0, 0, 0};
+  want.cost = localLeafCost(box, soup.Count());
+  ref::EvaluateAxis(soup.polygons, box, axis, want);
+  EXPECT_EQ(std::memcmp(&want.cost, &d.cost, 8), 0) << want.cost << " vs " << d.cost;
+  EXPECT_EQ(want.position, d.position);
+  EXPECT_EQ(want.leftCount, d.leftCount);
+  EXPECT_EQ(want.rightCount, d.rightCount);
+  EXPECT_EQ(want.flatSide, d.flatSide);
+  return d;
+}
+
+double R(float e1, float e2) { return double(e1 * e2) / double(e1 + e2); }
+
+TEST(SplitSearchCases, ClusterInTheLowestPartIsCutOffAtItsLastEnd) {
+  const float box[6] = {0, 0, 0, 10, 1, 1};
+  PolygonSoup soup;
+  for (int k = 0; k < 6; ++k)
+    soup.Add(Triangle({0.0f, 0.1f, 0.1f}, {8.5f - k, 0.5f, 0.2f}, {1.0f + k, 0.9f, 0.9f}));
+  const qelrSplitDecision d = Axis(soup, box, 0);
+  EXPECT_EQ(d.position, 8.5f);
+  EXPECT_EQ(d.leftCount, 6);
+  EXPECT_EQ(d.rightCount, 0);
+  // The bonus: s * 0.7 * m * ((last - low) + r); no plane inside was swept.
+  const double want = double(2.0f) * 0.699999988079071 * (6.0 * (8.5 + R(1, 1)));
+  EXPECT_EQ(d.cost, want);
+}
+
+TEST(SplitSearchCases, AnEndGapOfExactlyTenPercentIsNoCandidate) {
+  const float box[6] = {0, 0, 0, 10, 1, 1};
+  PolygonSoup exact;
+  exact.Add(Triangle({1.0f, 0.2f, 0.2f}, {9.0f, 0.5f, 0.5f}, {5.0f, 0.8f, 0.8f}));
+  exact.Add(Triangle({3.0f, 0.2f, 0.2f}, {4.0f, 0.5f, 0.5f}, {3.5f, 0.8f, 0.8f}));
+  const qelrSplitDecision swept = Axis(exact, box, 0);
+  // Swept: the best plane is the end at 4, without the bonus.
+  EXPECT_EQ(swept.position, 4.0f);
+  EXPECT_EQ(swept.leftCount, 2);
+  EXPECT_EQ(swept.rightCount, 1);
+  EXPECT_EQ(swept.cost, double(2.0f) * (2.0 * (4.0 + R(1, 1)) + 1.0 * (6.0 + R(1, 1))));
+
+  PolygonSoup wider;
+  const float justAbove = std::nextafter(1.0f, 2.0f);
+  wider.Add(Triangle({justAbove, 0.2f, 0.2f}, {9.0f, 0.5f, 0.5f}, {5.0f, 0.8f, 0.8f}));
+  wider.Add(Triangle({3.0f, 0.2f, 0.2f}, {4.0f, 0.5f, 0.5f}, {3.5f, 0.8f, 0.8f}));
+  const qelrSplitDecision cut = Axis(wider, box, 0);
+  EXPECT_EQ(cut.position, justAbove);
+  EXPECT_EQ(cut.leftCount, 0);
+  EXPECT_EQ(cut.rightCount, 2);
+}
+
+TEST(SplitSearchCases, FlatPolygonsAtOneCoordinateTryOnePlaneBothWays) {
+  const float box[6] = {0, 0, 0, 10, 2, 2};
+  for (float at : {4.0f, 6.0f}) {
+    PolygonSoup soup;
+    for (int k = 0; k < 5; ++k)
+      soup.Add(Triangle({at, 0.1f * k, 0.5f}, {at, 1.5f, 0.2f}, {at, 0.7f, 1.9f}));
+    const qelrSplitDecision d = Axis(soup, box, 0);
+    EXPECT_EQ(d.position, at);
+    // Below the middle the flats are cheaper on the low side, above it on
+    // the high side.
+    EXPECT_EQ(d.flatSide, at < 5.0f ? 0 : 1);
+    EXPECT_EQ(d.leftCount, at < 5.0f ? 5 : 0);
+    EXPECT_EQ(d.rightCount, at < 5.0f ? 0 : 5);
+  }
+}
+
+TEST(SplitSearchCases, FlatsOnTheLowFaceAreSplitOffWithTheBonus) {
+  const float box[6] = {0, 0, 0, 4, 4, 4};
+  PolygonSoup soup;
+  for (int k = 0; k < 3; ++k)
+    soup.Add(Triangle({0.0f, 0.5f, 0.5f}, {0.0f, 3.0f, 1.0f + k}, {0.0f, 1.0f, 3.5f}));
+  for (int k = 0; k < 4; ++k)
+    soup.Add(Triangle({0.5f + 0.5f * k, 0.5f, 0.5f}, {4.0f, 3.0f, 1.0f}, {2.0f, 1.0f, 3.5f}));
+  const qelrSplitDecision d = Axis(soup, box, 0);
+  EXPECT_EQ(d.position, 0.0f);
+  EXPECT_EQ(d.flatSide, 0);
+  EXPECT_EQ(d.leftCount, 3);
+  EXPECT_EQ(d.rightCount, 4);
+  const double r = R(4, 4);
+  EXPECT_EQ(d.cost, double(8.0f) * (0.699999988079071 * (3.0 * r + 4.0 * (4.0 + r))));
+}
+
+TEST(SplitSearchCases, EqualCostsOnAllAxesTakeZ) {
+  const float box[6] = {0, 0, 0, 10, 10, 10};
+  PolygonSoup soup;
+  for (int k = 0; k < 80; ++k) {
+    const float a = 0.05f * (k % 7), b = 1.0f + 0.05f * (k % 5), c = 4.0f;
+    soup.Add(Triangle({a, a, a}, {b, b, b}, {c, c, c}));
+  }
+  qelrSplitDecision serial{}, parallel{};
+  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(0.5f), &serial);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 80, box, localQualityScale(0.5f), &parallel);
+  EXPECT_EQ(serial.axis, 2);
+  EXPECT_EQ(parallel.axis, 2);
+  EXPECT_EQ(parallel.position, 4.0f);
+}
+
+TEST(SplitSearchCases, ABoxFlatOnTwoAxesStaysALeaf) {
+  PolygonSoup soup;
+  for (int k = 0; k < 100; ++k) soup.Add(Triangle({0.1f * k, 1, 1}, {0.1f * k + 0.5f, 1, 1}, {0.2f, 1, 1}));
+  const float twoFlat[6] = {0, 1, 1, 10, 1, 1};
+  const float allFlat[6] = {1, 1, 1, 1, 1, 1};
+  for (const float* box : {twoFlat, allFlat}) {
+    for (int32_t count : {75, 100}) {  // the serial and the parallel form
+      qelrSplitDecision d{};
+      d.axis = 7;
+      localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(1.0f), &d);
+      EXPECT_EQ(d.axis, -1) << count;
+    }
+  }
+}
+
+TEST(SplitSearchCases, ANodeOf75And76SameBoxSameDecision) {
+  // The 76th polygon repeats the first, so the plane must stay where it is
+  // while the search switches from the calling thread to a team.
+  const float box[6] = {0, 0, 0, 8, 6, 7};
+  PolygonSoup soup;
+  qt::Rng rng(3);
+  for (int k = 0; k < 75; ++k) {
+    ref::Polygon p(3);
+    for (auto& v : p)
+      for (int a = 0; a < 3; ++a) v[a] = rng.Uniform(box[a], box[a + 3]);
+    soup.Add(p);
+  }
+  soup.Add(soup.polygons[0]);
+  qelrSplitDecision small{}, large{};
+  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(1.0f), &small);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 76, box, localQualityScale(1.0f), &large);
+  ASSERT_GE(small.axis, 0);
+  EXPECT_EQ(small.axis, large.axis);
+  const qelrSplitDecision want = ref::Decide(soup.polygons, box, 1.0f);
+  EXPECT_EQ(want.axis, large.axis);
+  EXPECT_EQ(want.position, large.position);
+  EXPECT_EQ(want.leftCount, large.leftCount);
+}
+
+}  // namespace

@@ -1,0 +1,149 @@
+// The node decision on seeded random nodes against the plain model, and the
+// serial and parallel forms of the search against each other.
+#include <cstring>
+
+#include "split_search_soup.h"
+#include "frame/qelr_internal.h"
+#include "test_util.h"
+
+namespace {
+
+bool SameDecision(const qelrSplitDecision& a, const qelrSplitDecision& b) {
+  if (a.axis != b.axis) return false;
+  if (a.axis < 0) return true;
+  return std::memcmp(&a.cost, &b.cost, 8) == 0 && qt::Bits(a.position) == qt::Bits(b.position) &&
+         a.leftCount == b.leftCount && a.rightCount == b.rightCount && a.flatSide == b.flatSide;
+}
+
+std::string Describe(const qelrSplitDecision& d) {
+  char text[160];
+  std::snprintf(text, sizeof text, "axis %d cost %.17g pos %s left %d right %d side %d", d.axis,
+                d.cost, qt::Show(d.position).c_str(), d.leftCount, d.rightCount, d.flatSide);
+  return text;
+}
+
+// A coordinate on a coarse grid now and then (so that events coincide), on
+// a face of the box now and then, otherwise anywhere inside.
+float Coordinate(qt::Rng& rng, float low, float high, int grid) {
+  switch (rng.Int(0, 5)) {
+    case 0: return low;
+    case 1: return high;
+    case 2:
+    case 3: return low + (high - low) * float(rng.Int(0, grid)) / float(grid);
+    default: return rng.Uniform(low, high);
+  }
+}
+
+// A random node: triangles, some flat on an axis, some clustered, some with
+// more vertices, inside a box of random proportions.
+PolygonSoup RandomNode(qt::Rng& rng, int32_t count, float box[6]) {
+  for (int a = 0; a < 3; ++a) {
+    box[a] = rng.Uniform(1.0f, 4.0f);
+    box[a + 3] = box[a] + (rng.Chance(0.1) ? 0.0f : rng.Uniform(0.5f, 8.0f));
+  }
+  // Sometimes everything sits in one corner, leaving empty space to cut.
+  float lo[3], hi[3];
+  const bool cluster = rng.Chance(0.3);
+  for (int a = 0; a < 3; ++a) {
+    lo[a] = box[a];
+    hi[a] = cluster ? box[a] + (box[a + 3] - box[a]) * rng.Uniform(0.3f, 1.0f) : box[a + 3];
+  }
+  const int grid = rng.Int(2, 12);
+  PolygonSoup soup;
+  for (int32_t k = 0; k < count; ++k) {
+    const int flatAxis = rng.Chance(0.25) ? rng.Int(0, 2) : -1;
+    const int vertices = rng.Chance(0.8) ? 3 : rng.Int(4, 9);
+    ref::Polygon polygon(vertices);
+    for (int v = 0; v < vertices; ++v)
+      for (int a = 0; a < 3; ++a) polygon[v][a] = Coordinate(rng, lo[a], hi[a], grid);
+    if (flatAxis >= 0)
+      for (int v = 0; v < vertices; ++v) polygon[v][flatAxis] = polygon[0][flatAxis];
+    soup.Add(polygon);
+  }
+  return soup;
+}
+
+TEST(SplitSearchDecision, MatchesModelOnRandomNodes) {
+  qt::Rng rng(20240401);
+  const int32_t counts[] = {1, 2, 3, 7, 20, 75, 76, 77, 150, 320, 321, 322, 700};
+  for (int32_t count : counts) {
+    for (int trial = 0; trial < 40; ++trial) {
+      float box[6];
+      PolygonSoup soup = RandomNode(rng, count, box);
+      const float quality = rng.Chance(0.5) ? rng.Uniform(0.0f, 1.0f) : float(rng.Int(0, 1));
+      qelrSplitDecision got{};
+      localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(quality),
+                         &got);
+      const qelrSplitDecision want = ref::Decide(soup.polygons, box, quality);
+      ASSERT_TRUE(SameDecision(want, got))
+          << "count " << count << " trial " << trial << "\n want " << Describe(want)
+          << "\n got  " << Describe(got);
+    }
+  }
+}
+
+TEST(SplitSearchDecision, SerialAndParallelAgreeWhateverTheTeam) {
+  qt::Rng rng(77);
+  for (int trial = 0; trial < 60; ++trial) {
+    float box[6];
+    const int32_t count = rng.Int(1, 500);
+    PolygonSoup soup = RandomNode(rng, count, box);
+    const float scale = localQualityScale(rng.Uniform(0.0f, 1.0f));
+    const double leafCost = localLeafCost(box, count);
+    qelrSplitDecision serial{}, parallel{};
+    serial.cost = parallel.cost = leafCost;
+    localFindBestSplitSortSearch(soup.Events(), soup.refs.data(), count, box, &serial, scale);
+    localFindBestSplitSortSearch_MT(soup.Events(), soup.refs.data(), count, box, &parallel, scale);
+    ASSERT_TRUE(SameDecision(serial, parallel))
+        << "trial " << trial << "\n serial   " << Describe(serial) << "\n parallel "
+        << Describe(parallel);
+  }
+}
+
+TEST(SplitSearchDecision, QualityOneSplitsMoreReadily) {
+  EXPECT_EQ(qt::Bits(localQualityScale(0.0f)), qt::Bits(5.0575697f));
+  EXPECT_EQ(qt::Bits(localQualityScale(1.0f)), qt::Bits(0.50575697f));
+  // About a tenth of the threshold (the scales are single precision); never
+  // under the single-precision 1e-5.
+  EXPECT_NEAR(localThreshold(localQualityScale(1.0f), 1000.0) * 10.0,
+              localThreshold(localQualityScale(0.0f), 1000.0), 1e-3);
+  EXPECT_EQ(localThreshold(localQualityScale(1.0f), 0.0), double(1e-5f));
+}
+
+TEST(RadixSort, SameOrderAsTheQuicksortUpToSignedZeros) {
+  qt::Rng rng(5);
+  for (int32_t count : {321, 322, 1000, 4097, 30000}) {
+    std::vector<float> a(count), b, scratch(count);
+    for (float& x : a) {
+      x = rng.Special(-1e6f, 1e6f);
+      if (x != x) x = 1.0f;  // NaNs have no defined place in the quicksort
+      if (rng.Chance(0.2)) x = float(rng.Int(-3, 3));  // plenty of duplicates
+    }
+    b = a;
+    localRadixSort32f(a.data(), scratch.data(), count);
+    ASSERT_EQ(ownSortAscend32f(b.data(), count), StatusOk);
+    for (int32_t k = 0; k < count; ++k) {
+      if (a[k] == 0.0f) {
+        ASSERT_EQ(b[k], 0.0f) << k;
+        // -0 below +0 in the radix order.
+        if (k > 0 && a[k - 1] == 0.0f) {
+          ASSERT_FALSE(std::signbit(a[k]) && !std::signbit(a[k - 1]));
+        }
+      } else {
+        ASSERT_EQ(qt::Bits(a[k]), qt::Bits(b[k])) << k;
+      }
+    }
+  }
+}
+
+TEST(RadixSort, NaNsGoToTheEndsAndNothingIsLost) {
+  std::vector<float> a = {3.0f, qt::FromBits(0x7FC00000u), -2.0f, qt::FromBits(0xFFC00000u),
+                          -std::numeric_limits<float>::infinity(), 0.0f, -0.0f};
+  std::vector<float> scratch(a.size());
+  localRadixSort32f(a.data(), scratch.data(), int32_t(a.size()));
+  const uint32_t want[] = {0xFFC00000u, 0xFF800000u, qt::Bits(-2.0f), 0x80000000u, 0u,
+                           qt::Bits(3.0f), 0x7FC00000u};
+  for (size_t k = 0; k < a.size(); ++k) EXPECT_EQ(qt::Bits(a[k]), want[k]) << k;
+}
+
+}  // namespace
