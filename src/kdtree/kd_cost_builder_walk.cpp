@@ -1,0 +1,206 @@
+// The walk that grows the tree: an explicit stack of frames, second child
+// first, with one working list of references shared by all nodes.
+//
+// The working list sits at the bottom of the reference pool and holds the
+// current node's references; it has room for the root's, and no child ever
+// holds more than its parent.  A split leaves the first child's list in the
+// pool above it, where it waits while everything under the second child is
+// done; resetting the pool cursors on return to a frame frees whatever the
+// subtree since then used.
+#include <cstring>
+
+#include "frame/qelr_internal.h"
+#include "kdtree/kd_cost_builder.h"
+
+namespace {
+
+constexpr int kStackRoom = 50;  // depthLimit is at most 50
+
+struct WorkFrame {
+  KDBuildNode* node;
+  float box[6];
+  uint32_t depth;
+  uint32_t refCursor;   // in references
+  uint32_t clipCursor;  // in points
+};
+
+// Sorts the working list into the reserved left and right lists, cutting
+// the references that straddle the plane.  Counts every reference it would
+// append even past the reservation (so that a mismatch is seen whole), but
+// writes only inside it.
+qelStatus Partition(KDCostContext* c, const KDTriangleRef* work, int32_t count,
+                    const qelrSplitDecision& decision, KDTriangleRef* left, KDTriangleRef* right,
+                    int32_t* leftAppended, int32_t* rightAppended) {
+  const int axis = decision.axis;
+  const float position = decision.position;
+  int32_t nl = 0, nr = 0;
+  auto toLeft = [&](const KDTriangleRef& r) {
+    if (nl < decision.leftCount) left[nl] = r;
+    ++nl;
+  };
+  auto toRight = [&](const KDTriangleRef& r) {
+    if (nr < decision.rightCount) right[nr] = r;
+    ++nr;
+  };
+  for (int32_t k = 0; k < count; ++k) {
+    const KDTriangleRef& r = work[k];
+    const float least = KDRefLeast(r, axis);
+    const float greatest = KDRefGreatest(r, axis);
+    if (least == greatest) {
+      // Flat on the axis: lying on the plane it goes to the side the search
+      // counted it on.
+      if (least < position)
+        toLeft(r);
+      else if (least == position)
+        decision.flatSide == 0 ? toLeft(r) : toRight(r);
+      else
+        toRight(r);
+    } else if (greatest - position <= 0) {
+      toLeft(r);  // touching the plane from below is not straddling it
+    } else if (position - least <= 0) {
+      toRight(r);
+    } else {
+      KDTriangleRef lower, upper;
+      qelStatus status = localKDCutReference(c, r, axis, position, &lower, &upper);
+      if (status != StatusOk) return status;
+      toLeft(lower);
+      toRight(upper);
+    }
+  }
+  *leftAppended = nl;
+  *rightAppended = nr;
+  return StatusOk;
+}
+
+// A finished leaf: its triangle indices go to the list chunks and its
+// polygon arrays back to the free lists.
+qelStatus MakeLeaf(KDCostContext* c, KDBuildNode* node, const KDTriangleRef* work) {
+  const int32_t count = node->value.count;
+  qelStatus status = StatusOk;
+  int32_t* list = static_cast<int32_t*>(
+      localKDChunkRequest(c, &c->listChunks, static_cast<uint32_t>(count), &status));
+  if (list == nullptr) return status;
+  for (int32_t k = 0; k < count; ++k) {
+    list[k] = static_cast<int32_t>(work[k].key) >> kKDIndexShift;
+    localKDGivePolygon(c, work[k].polygon, KDRefVertexCount(work[k]));
+  }
+  node->target = list;
+  return StatusOk;
+}
+
+}  // namespace
+
+qelStatus localKDGrowTree(KDCostContext* c) {
+  qelStatus status = StatusOk;
+  KDTriangleRef* const work = c->refPool.base;
+
+  KDBuildNode* rootPair =
+      static_cast<KDBuildNode*>(localKDChunkRequest(c, &c->nodeChunks, 1, &status));
+  if (rootPair == nullptr) return status;
+  c->root = rootPair;
+  c->root->kind = kKDLeafKind;
+  c->root->value.count = c->rootCount;
+  c->root->target = work;
+  if (c->rootCount == 0) return StatusOk;
+
+  WorkFrame stack[kStackRoom];
+  int stacked = 0;
+  WorkFrame frame;
+  frame.node = c->root;
+  std::memcpy(frame.box, c->rootBox, sizeof frame.box);
+  frame.depth = 0;
+  frame.refCursor = c->refPool.cursor;
+  frame.clipCursor = c->clipPool.cursor;
+
+  for (;;) {
+    // 1. Whatever the last subtree left in the pools is given up.  (A
+    // frame's cursors were the pools' own cursors once, so they always lie
+    // inside the pools.)
+    c->refPool.cursor = frame.refCursor;
+    c->clipPool.cursor = frame.clipCursor;
+
+    KDBuildNode* node = frame.node;
+    const int32_t count = node->value.count;
+    qelrSplitDecision decision;
+    decision.axis = -1;
+    // 2-3. Depth limit, then the search's verdict.
+    if (frame.depth != c->depthLimit)
+      localFindBestSplit(c->events, work, count, frame.box, c->qualityScale, &decision);
+
+    if (decision.axis >= 0) {
+      // 4. The node becomes interior; both children start as copies of it.
+      KDBuildNode* pair =
+          static_cast<KDBuildNode*>(localKDChunkRequest(c, &c->nodeChunks, 1, &status));
+      if (pair == nullptr) return status;
+      pair[0] = *node;
+      pair[1] = *node;
+      const int axis = decision.axis;
+      node->kind = axis;
+      node->value.split = decision.position;
+      node->target = pair;
+      ++frame.depth;
+
+      // 5. An empty side: its child is an empty leaf and the walk goes on
+      // in the other child with the same references.
+      if (decision.leftCount == 0 || decision.rightCount == 0) {
+        const bool leftEmpty = decision.leftCount == 0;
+        KDBuildNode* empty = leftEmpty ? &pair[0] : &pair[1];
+        empty->value.count = 0;
+        empty->target = nullptr;
+        frame.node = leftEmpty ? &pair[1] : &pair[0];
+        if (leftEmpty)
+          frame.box[axis] = decision.position;
+        else
+          frame.box[axis + 3] = decision.position;
+        continue;
+      }
+
+      // 6. Both sides: the first child waits on the stack with its list
+      // reserved at the pool's cursor; the walk goes on in the second.
+      const uint32_t c0 = c->refPool.cursor;
+      WorkFrame& saved = stack[stacked];
+      saved = frame;
+      saved.node = &pair[0];
+      saved.box[axis + 3] = decision.position;
+      saved.refCursor = c0;
+      frame.node = &pair[1];
+      frame.box[axis] = decision.position;
+
+      const uint64_t leftEnd = static_cast<uint64_t>(c0) + static_cast<uint32_t>(decision.leftCount);
+      const uint64_t rightEnd = leftEnd + static_cast<uint32_t>(decision.rightCount);
+      if (!(leftEnd * 12u < c->refPool.chargedSize)) return StatusAllocFailed;
+      if (!(rightEnd * 12u < c->refPool.chargedSize)) {
+        c->refPool.cursor = static_cast<uint32_t>(leftEnd);
+        return StatusAllocFailed;
+      }
+      c->refPool.cursor = static_cast<uint32_t>(rightEnd);
+      frame.refCursor = static_cast<uint32_t>(leftEnd);
+      KDTriangleRef* left = c->refPool.base + c0;
+      KDTriangleRef* right = c->refPool.base + leftEnd;
+
+      int32_t nl = 0, nr = 0;
+      status = Partition(c, work, count, decision, left, right, &nl, &nr);
+      if (status != StatusOk) return status;
+      if (nl != decision.leftCount || nr != decision.rightCount) return StatusBuildMismatch;
+
+      // Points made by the cuts belong to both children's references.
+      saved.clipCursor = frame.clipCursor = c->clipPool.cursor;
+      std::memcpy(work, right, sizeof(KDTriangleRef) * static_cast<size_t>(nr));
+      pair[0].value.count = nl;
+      pair[0].target = left;
+      pair[1].value.count = nr;
+      pair[1].target = work;
+      ++stacked;
+      continue;
+    }
+
+    // 7. A leaf; then the next waiting first child, if any.
+    status = MakeLeaf(c, node, work);
+    if (status != StatusOk) return status;
+    if (stacked == 0) return StatusOk;
+    frame = stack[--stacked];
+    const int32_t waiting = frame.node->value.count;
+    std::memcpy(work, frame.node->target, sizeof(KDTriangleRef) * static_cast<size_t>(waiting));
+    frame.node->target = work;
+  }
+}

@@ -1,0 +1,139 @@
+// Scenes and checks shared by the builder's tests: seeded random triangle
+// soups, a walk over the in-memory tree that yields each leaf with its box,
+// and an exact-enough triangle/box overlap test.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <cmath>
+#include <functional>
+#include <vector>
+
+#include "kdtree/kd_cost_builder.h"
+#include "test_util.h"
+
+struct Scene {
+  std::vector<float> vertices;     // 3 per vertex
+  std::vector<int32_t> triangles;  // 4 per triangle, word 3 unused
+  int32_t VertexCount() const { return int32_t(vertices.size() / 3); }
+  int32_t TriangleCount() const { return int32_t(triangles.size() / 4); }
+  void AddVertex(float x, float y, float z) { vertices.insert(vertices.end(), {x, y, z}); }
+  void AddTriangle(int32_t a, int32_t b, int32_t c) { triangles.insert(triangles.end(), {a, b, c, -7}); }
+  const float* Vertex(int32_t index) const { return &vertices[3 * size_t(index)]; }
+};
+
+// Small triangles scattered through a cube, some flat on an axis, some
+// sharing vertices on a coarse grid, some large enough to cross many cells.
+inline Scene RandomScene(uint64_t seed, int32_t count, float size = 10.0f) {
+  qt::Rng rng(seed);
+  Scene s;
+  for (int32_t t = 0; t < count; ++t) {
+    float base[3];
+    for (float& b : base) b = rng.Uniform(0.0f, size);
+    const bool large = rng.Chance(0.05);
+    const int flat = rng.Chance(0.2) ? rng.Int(0, 2) : -1;
+    const bool grid = rng.Chance(0.3);
+    for (int v = 0; v < 3; ++v) {
+      float p[3];
+      for (int a = 0; a < 3; ++a) {
+        float spread = large ? size * 0.5f : size * 0.05f;
+        p[a] = base[a] + rng.Uniform(-spread, spread);
+        if (grid) p[a] = std::round(p[a]);
+        if (a == flat) p[a] = base[a];
+      }
+      s.AddVertex(p[0], p[1], p[2]);
+    }
+    s.AddTriangle(3 * t, 3 * t + 1, 3 * t + 2);
+  }
+  return s;
+}
+
+using LeafVisitor = std::function<void(const KDBuildNode& leaf, const std::array<float, 6>& box, int depth)>;
+
+// Visits every leaf of the in-memory tree, first child first.
+inline void ForEachLeaf(const KDBuildNode& node, std::array<float, 6> box, int depth,
+                        const LeafVisitor& visit) {
+  if (node.kind == kKDLeafKind) {
+    visit(node, box, depth);
+    return;
+  }
+  const KDBuildNode* pair = static_cast<const KDBuildNode*>(node.target);
+  std::array<float, 6> below = box, above = box;
+  below[node.kind + 3] = node.value.split;
+  above[node.kind] = node.value.split;
+  ForEachLeaf(pair[0], below, depth + 1, visit);
+  ForEachLeaf(pair[1], above, depth + 1, visit);
+}
+
+inline std::vector<int32_t> LeafList(const KDBuildNode& leaf) {
+  const int32_t* list = static_cast<const int32_t*>(leaf.target);
+  return std::vector<int32_t>(list, list + leaf.value.count);
+}
+
+// The in-memory tree as plain words, for comparing two builds.
+inline void Flatten(const KDBuildNode& node, std::vector<int64_t>* out) {
+  out->push_back(node.kind);
+  if (node.kind == kKDLeafKind) {
+    out->push_back(node.value.count);
+    for (int32_t index : LeafList(node)) out->push_back(index);
+    return;
+  }
+  uint32_t bits;
+  std::memcpy(&bits, &node.value.split, 4);
+  out->push_back(bits);
+  const KDBuildNode* pair = static_cast<const KDBuildNode*>(node.target);
+  Flatten(pair[0], out);
+  Flatten(pair[1], out);
+}
+
+// Does the triangle meet the box grown (margin > 0) or shrunk (margin < 0)
+// by `margin` on every side?  Separating-axis test in double precision.
+inline bool Overlaps(const float* a, const float* b, const float* c, const std::array<float, 6>& box,
+                     double margin) {
+  // The triangle's own bounds first: most pairs part there.
+  for (int k = 0; k < 3; ++k) {
+    const double lo = std::min({a[k], b[k], c[k]}), hi = std::max({a[k], b[k], c[k]});
+    if (lo > double(box[k + 3]) + margin || hi < double(box[k]) - margin) return false;
+  }
+  double center[3], half[3], v[3][3];
+  for (int k = 0; k < 3; ++k) {
+    center[k] = 0.5 * (double(box[k]) + double(box[k + 3]));
+    half[k] = 0.5 * (double(box[k + 3]) - double(box[k])) + margin;
+    if (half[k] < 0) return false;
+    v[0][k] = a[k] - center[k];
+    v[1][k] = b[k] - center[k];
+    v[2][k] = c[k] - center[k];
+  }
+  auto separated = [&](const double axis[3]) {
+    double lo = INFINITY, hi = -INFINITY, r = 0;
+    for (int i = 0; i < 3; ++i) {
+      double d = v[i][0] * axis[0] + v[i][1] * axis[1] + v[i][2] * axis[2];
+      lo = std::min(lo, d);
+      hi = std::max(hi, d);
+    }
+    for (int k = 0; k < 3; ++k) r += half[k] * std::fabs(axis[k]);
+    return lo > r || hi < -r;
+  };
+  for (int k = 0; k < 3; ++k) {
+    double axis[3] = {0, 0, 0};
+    axis[k] = 1;
+    if (separated(axis)) return false;
+  }
+  double e[3][3];
+  for (int i = 0; i < 3; ++i)
+    for (int k = 0; k < 3; ++k) e[i][k] = v[(i + 1) % 3][k] - v[i][k];
+  double n[3] = {e[0][1] * e[1][2] - e[0][2] * e[1][1], e[0][2] * e[1][0] - e[0][0] * e[1][2],
+                 e[0][0] * e[1][1] - e[0][1] * e[1][0]};
+  if (separated(n)) return false;
+  for (int i = 0; i < 3; ++i) {
+    for (int k = 0; k < 3; ++k) {
+      double unit[3] = {0, 0, 0};
+      unit[k] = 1;
+      double axis[3] = {e[i][1] * unit[2] - e[i][2] * unit[1], e[i][2] * unit[0] - e[i][0] * unit[2],
+                        e[i][0] * unit[1] - e[i][1] * unit[0]};
+      if (separated(axis)) return false;
+    }
+  }
+  return true;
+}
