@@ -1,6 +1,32 @@
 // Evaluation of one axis of a node: gather the events, sort them, sweep.
+#include <algorithm>
+#include <cstring>
+
 #include "frame/qelr_internal.h"
 #include "kdtree/kd_split_search.h"
+
+namespace {
+
+// True for +0, -0 and NaN: the only values whose place in a sorted array
+// depends on the sorting algorithm (equal-comparing zeros of both signs,
+// and NaNs, which compare with nothing).
+inline bool OrderSensitive(float value) {
+  uint32_t bits;
+  std::memcpy(&bits, &value, 4);
+  bits &= 0x7FFFFFFFu;
+  return bits == 0 || bits > 0x7F800000u;
+}
+
+// The short lists go through the library's quicksort.  Without zeros or
+// NaNs every correct sort gives the same bits, so a faster one stands in.
+void SortShort(float* values, int32_t count, bool orderSensitive) {
+  if (orderSensitive)
+    ownSortAscend32f(values, count);  // a length of 0 is refused and leaves nothing to do
+  else
+    std::sort(values, values + count);
+}
+
+}  // namespace
 
 void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
                        const float box[6], int axis, qelrSplitDecision* candidate) {
@@ -17,15 +43,18 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
   float* highs = arrays[kKDHighs];
   float* flats = arrays[kKDFlats];
   int32_t n = 0, f = 0;
+  bool eventsSensitive = false, flatsSensitive = false;
   for (int32_t k = 0; k < count; ++k) {
     const float least = KDRefLeast(refs[k], axis);
     const float greatest = KDRefGreatest(refs[k], axis);
     if (least == greatest) {
       flats[f++] = least;
+      flatsSensitive |= OrderSensitive(least);
     } else {
       lows[n] = least;
       highs[n] = greatest;
       ++n;
+      eventsSensitive |= OrderSensitive(least) | OrderSensitive(greatest);
     }
   }
 
@@ -33,10 +62,10 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
     localRadixSort32f(lows, arrays[kKDScratch], n);
     localRadixSort32f(highs, arrays[kKDScratch], n);
   } else {
-    ownSortAscend32f(lows, n);  // a length of 0 is refused and leaves nothing to do
-    ownSortAscend32f(highs, n);
+    SortShort(lows, n, eventsSensitive);
+    SortShort(highs, n, eventsSensitive);
   }
-  if (f != 0) ownSortAscend32f(flats, f);
+  if (f != 0) SortShort(flats, f, flatsSensitive);
 
   KDSweepInput in;
   in.lows = lows;
