@@ -1,6 +1,7 @@
 // Least-significant-digit radix sort of floats: three passes of 11, 11 and
 // 10 bits over order-preserving unsigned keys.
 #include <cstring>
+#include <utility>
 
 #include "kdtree/kd_split_search.h"
 
@@ -55,11 +56,31 @@ void localRadixSort32f(float* array, float* scratch, int32_t count) {
     ++histograms[1][Digit1(key)];
     ++histograms[2][Digit2(key)];
   }
-  for (int pass = 0; pass < 3; ++pass) ToStarts(histograms[pass]);
 
-  Scatter<Digit0>(keys, spare, histograms[0], count);
-  Scatter<Digit1>(spare, keys, histograms[1], count);
-  Scatter<Digit2>(keys, spare, histograms[2], count);
+  // A digit that all keys share leaves the order as it is, so its pass is
+  // skipped (often the top one, within one node's narrow range).  The
+  // result is the same stable order by the whole key either way.
+  const uint32_t first = count > 0 ? static_cast<uint32_t>(keys[0]) : 0;
+  const bool needed[3] = {histograms[0][Digit0(first)] != static_cast<uint32_t>(count),
+                          histograms[1][Digit1(first)] != static_cast<uint32_t>(count),
+                          histograms[2][Digit2(first)] != static_cast<uint32_t>(count)};
+  Word* from = keys;
+  Word* to = spare;
+  if (needed[0]) {
+    ToStarts(histograms[0]);
+    Scatter<Digit0>(from, to, histograms[0], count);
+    std::swap(from, to);
+  }
+  if (needed[1]) {
+    ToStarts(histograms[1]);
+    Scatter<Digit1>(from, to, histograms[1], count);
+    std::swap(from, to);
+  }
+  if (needed[2]) {
+    ToStarts(histograms[2]);
+    Scatter<Digit2>(from, to, histograms[2], count);
+    std::swap(from, to);
+  }
 
-  for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(spare[k]);
+  for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(from[k]);
 }
