@@ -84,3 +84,36 @@ void localRadixSort32f(float* array, float* scratch, int32_t count) {
 
   for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(from[k]);
 }
+
+void localRadixSortShort32f(float* array, float* scratch, int32_t count) {
+  // Four passes of 8 bits: small histograms suit short lists, and within a
+  // node's narrow range the top digits are usually shared and skipped.
+  uint32_t histograms[4][256];
+  std::memset(histograms, 0, sizeof histograms);
+  Word* keys = reinterpret_cast<Word*>(array);
+  for (int32_t k = 0; k < count; ++k) {
+    const uint32_t key = ToKey(keys[k]);
+    keys[k] = key;
+    for (int d = 0; d < 4; ++d) ++histograms[d][(key >> (8 * d)) & 0xFFu];
+  }
+  Word* from = keys;
+  Word* to = reinterpret_cast<Word*>(scratch);
+  const uint32_t first = count > 0 ? static_cast<uint32_t>(keys[0]) : 0;
+  for (int d = 0; d < 4; ++d) {
+    uint32_t* starts = histograms[d];
+    const int shift = 8 * d;
+    if (starts[(first >> shift) & 0xFFu] == static_cast<uint32_t>(count)) continue;
+    uint32_t sum = 0;
+    for (int b = 0; b < 256; ++b) {
+      const uint32_t c = starts[b];
+      starts[b] = sum;
+      sum += c;
+    }
+    for (int32_t k = 0; k < count; ++k) {
+      const uint32_t key = from[k];
+      to[starts[(key >> shift) & 0xFFu]++] = key;
+    }
+    std::swap(from, to);
+  }
+  for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(from[k]);
+}

@@ -80,3 +80,5 @@ void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result);
 // Ascending radix sort of floats, in three passes of 11, 11 and 10 bits
 // through `scratch`; -0 comes before +0.
 void localRadixSort32f(float* array, float* scratch, int32_t count);
+// The same order by passes of 8 bits, for shorter lists.
+void localRadixSortShort32f(float* array, float* scratch, int32_t count);

@@ -17,11 +17,16 @@ inline bool OrderSensitive(float value) {
   return bits == 0 || bits > 0x7F800000u;
 }
 
+// From this length on a short radix sort beats a comparison sort.
+constexpr int32_t kShortRadixMinCount = 48;
+
 // The short lists go through the library's quicksort.  Without zeros or
 // NaNs every correct sort gives the same bits, so a faster one stands in.
-void SortShort(float* values, int32_t count, bool orderSensitive) {
+void SortShort(float* values, float* scratch, int32_t count, bool orderSensitive) {
   if (orderSensitive)
     ownSortAscend32f(values, count);  // a length of 0 is refused and leaves nothing to do
+  else if (count >= kShortRadixMinCount)
+    localRadixSortShort32f(values, scratch, count);
   else
     std::sort(values, values + count);
 }
@@ -62,10 +67,10 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
     localRadixSort32f(lows, arrays[kKDScratch], n);
     localRadixSort32f(highs, arrays[kKDScratch], n);
   } else {
-    SortShort(lows, n, eventsSensitive);
-    SortShort(highs, n, eventsSensitive);
+    SortShort(lows, arrays[kKDScratch], n, eventsSensitive);
+    SortShort(highs, arrays[kKDScratch], n, eventsSensitive);
   }
-  if (f != 0) SortShort(flats, f, flatsSensitive);
+  if (f != 0) SortShort(flats, arrays[kKDScratch], f, flatsSensitive);
 
   KDSweepInput in;
   in.lows = lows;

@@ -139,6 +139,18 @@ TEST(RadixSort, SameOrderAsTheQuicksortUpToSignedZeros) {
   }
 }
 
+TEST(RadixSort, ShortFormSortsLikeTheLongOne) {
+  qt::Rng rng(6);
+  for (int32_t count : {1, 2, 47, 48, 100, 320, 2000}) {
+    std::vector<float> a(count), b, scratch(count);
+    for (float& x : a) x = rng.Chance(0.1) ? -0.0f : rng.Special(-1e3f, 1e3f);
+    b = a;
+    localRadixSortShort32f(a.data(), scratch.data(), count);
+    localRadixSort32f(b.data(), scratch.data(), count);
+    for (int32_t k = 0; k < count; ++k) ASSERT_EQ(qt::Bits(a[k]), qt::Bits(b[k])) << count << " at " << k;
+  }
+}
+
 TEST(RadixSort, NaNsGoToTheEndsAndNothingIsLost) {
   std::vector<float> a = {3.0f, qt::FromBits(0x7FC00000u), -2.0f, qt::FromBits(0xFFC00000u),
                           -std::numeric_limits<float>::infinity(), 0.0f, -0.0f};
