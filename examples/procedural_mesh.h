@@ -1,4 +1,4 @@
-// Procedural triangle meshes for the KD-tree benchmarks and demos: a bumpy
+// Procedural triangle meshes for the KD-tree benchmark and demo: a bumpy
 // sphere over a ground plane, tessellated to about the requested triangle
 // count, in the library's layout (3 floats per vertex, 4 words per
 // triangle).
@@ -12,6 +12,7 @@
 struct ProceduralMesh {
   std::vector<float> vertices;
   std::vector<int32_t> triangles;
+  int32_t groundFirstTriangle = 0;  // the sphere's triangles come first
   int32_t VertexCount() const { return static_cast<int32_t>(vertices.size() / 3); }
   int32_t TriangleCount() const { return static_cast<int32_t>(triangles.size() / 4); }
 };
@@ -64,6 +65,7 @@ inline ProceduralMesh MakeProceduralMesh(int32_t triangles) {
   const int32_t sphere = triangles - triangles / 10;
   const int32_t rows = std::max(4, static_cast<int32_t>(std::sqrt(sphere / 4.0)));
   procedural_detail::AddGrid(&mesh, 2 * rows, rows, true, procedural_detail::BumpySphere);
+  mesh.groundFirstTriangle = mesh.TriangleCount();
   const int32_t side = std::max(1, static_cast<int32_t>(std::sqrt(triangles / 10 / 2.0)));
   procedural_detail::AddGrid(&mesh, side, side, false, procedural_detail::Ground);
   return mesh;
