@@ -176,7 +176,6 @@ void BM_RaysKDTree(benchmark::State& state) {
 
 // width 4: rtcIntersect4 on 2 x 2 pixel quads; width 1: rtcIntersect1.
 void BM_RaysEmbree(benchmark::State& state) {
-  const ProceduralMesh& m = Mesh(int32_t(state.range(0)));
   const int width = int(state.range(1));
   RTCScene scene = BvhScene(int32_t(state.range(0)));
   Rays& rays = CameraRays();

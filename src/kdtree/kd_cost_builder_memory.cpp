@@ -145,7 +145,7 @@ const float** localKDTakePolygon(KDCostContext* context, int32_t count, qelStatu
   const float** polygon = context->polygonFree[count];
   if (polygon != nullptr) {
     // A free array's first slot links to the next free array of its size.
-    std::memcpy(&context->polygonFree[count], polygon, sizeof polygon);
+    std::memcpy(&context->polygonFree[count], &polygon[0], sizeof(const float**));
     return polygon;
   }
   return static_cast<const float**>(
@@ -153,7 +153,7 @@ const float** localKDTakePolygon(KDCostContext* context, int32_t count, qelStatu
 }
 
 void localKDGivePolygon(KDCostContext* context, const float** polygon, int32_t count) {
-  std::memcpy(polygon, &context->polygonFree[count], sizeof polygon);
+  std::memcpy(&polygon[0], &context->polygonFree[count], sizeof(const float**));
   context->polygonFree[count] = polygon;
 }
 

@@ -54,12 +54,12 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
     const float greatest = KDRefGreatest(refs[k], axis);
     if (least == greatest) {
       flats[f++] = least;
-      flatsSensitive |= OrderSensitive(least);
+      flatsSensitive = flatsSensitive || OrderSensitive(least);
     } else {
       lows[n] = least;
       highs[n] = greatest;
       ++n;
-      eventsSensitive |= OrderSensitive(least) | OrderSensitive(greatest);
+      eventsSensitive = eventsSensitive || OrderSensitive(least) || OrderSensitive(greatest);
     }
   }
 

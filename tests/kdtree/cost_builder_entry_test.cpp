@@ -1,0 +1,228 @@
+// The cost-driven builder through the build entry: worked cases, budget
+// edges and failures with the outputs untouched and nothing left allocated,
+// the packed tree's leaves against its triangles, and eye rays through it
+// against the single-leaf tree of the simple mode.
+#include <cstring>
+
+#include "block_reader.h"
+#include "cost_builder_scenes.h"
+#include "qelr.h"
+#include "standin_core.h"
+
+namespace {
+
+qelrKDTreeBuildParams CostParams(uint32_t memoryMiB, uint32_t depth = 50, float quality = 0.5f,
+                                 const float* clip = nullptr) {
+  qelrKDTreeBuildParams p;
+  std::memset(&p, 0, sizeof p);
+  p.mode = KDTreeModeCost;
+  p.depthLimit = depth;
+  p.qualityLevel = quality;
+  p.memoryLimit = memoryMiB;
+  p.clipBox = clip;
+  return p;
+}
+
+qelrKDNode* const kUntouched = reinterpret_cast<qelrKDNode*>(uintptr_t(0x5150));
+
+// Builds with sentinels in the outputs; on failure they must be untouched
+// and every block given back.
+qelStatus Build(const Scene& s, const qelrKDTreeBuildParams& p, qelrKDNode** tree, int32_t* size,
+                int32_t vertexCount = -1) {
+  *tree = kUntouched;
+  *size = -77;
+  const int64_t live = standinLiveBlocks();
+  static const int32_t kNoTriangle[4] = {0, 0, 0, 0};  // a valid pointer for an empty scene
+  const qelStatus status =
+      qelrKDTreeBuildAlloc(tree, s.vertices.data(), s.triangles.empty() ? kNoTriangle : s.triangles.data(),
+                           vertexCount < 0 ? s.VertexCount() : vertexCount, s.TriangleCount(), size, &p);
+  if (status != StatusOk) {
+    EXPECT_EQ(*tree, kUntouched);
+    EXPECT_EQ(*size, -77);
+    EXPECT_EQ(standinLiveBlocks(), live);
+  } else {
+    EXPECT_EQ(standinLiveBlocks(), live + 1);  // the block alone
+  }
+  return status;
+}
+
+Scene OneTriangle() {
+  Scene s;
+  s.AddVertex(0, 0, 0);
+  s.AddVertex(1, 0, 0);
+  s.AddVertex(0, 1, 1);
+  s.AddTriangle(0, 1, 2);
+  return s;
+}
+
+TEST(CostBuilderEntry, WorkedCases) {
+  qelrKDNode* tree;
+  int32_t size;
+  // An empty scene: an empty root leaf, 16 bytes.
+  Scene empty;
+  empty.vertices = {0, 0, 0};
+  ASSERT_EQ(Build(empty, CostParams(49), &tree, &size, 0), StatusOk);
+  EXPECT_EQ(size, 16);
+  EXPECT_EQ(blk::Link(tree), -16);
+  EXPECT_EQ(blk::Data(tree), 0);
+  qelrKDTreeFree(tree);
+  // Everything outside the clip box: the same.
+  Scene scene = RandomScene(31, 200);
+  const float far[6] = {50, 50, 50, 60, 60, 60};
+  ASSERT_EQ(Build(scene, CostParams(100, 50, 0.5f, far), &tree, &size), StatusOk);
+  EXPECT_EQ(size, 16);
+  EXPECT_EQ(blk::FormOf(tree), blk::Form::Empty);
+  qelrKDTreeFree(tree);
+  // Depth limit 0: one list leaf of every triangle in order.
+  ASSERT_EQ(Build(scene, CostParams(100, 0), &tree, &size), StatusOk);
+  ASSERT_EQ(blk::FormOf(tree), blk::Form::List);
+  std::vector<int32_t> all(200);
+  for (int32_t t = 0; t < 200; ++t) all[t] = t;
+  EXPECT_EQ(blk::LeafTriangles(tree), all);
+  EXPECT_EQ(size, 16 + 4 * 200);
+  qelrKDTreeFree(tree);
+}
+
+TEST(CostBuilderEntry, MemoryLimitEdges) {
+  qelrKDNode* tree;
+  int32_t size;
+  Scene empty;
+  empty.vertices = {0, 0, 0};
+  const Scene one = OneTriangle();
+  EXPECT_EQ(Build(one, CostParams(31), &tree, &size), StatusNoMemory);
+  EXPECT_EQ(Build(one, CostParams(32), &tree, &size), StatusNoMemory);  // 244 bytes short
+  EXPECT_EQ(Build(one, CostParams(33), &tree, &size), StatusAllocFailed);
+  EXPECT_EQ(Build(empty, CostParams(48), &tree, &size, 0), StatusAllocFailed);
+  ASSERT_EQ(Build(empty, CostParams(49), &tree, &size, 0), StatusOk);
+  qelrKDTreeFree(tree);
+  EXPECT_EQ(Build(one, CostParams(80), &tree, &size), StatusAllocFailed);
+  ASSERT_EQ(Build(one, CostParams(81), &tree, &size), StatusOk);
+  qelrKDTreeFree(tree);
+  EXPECT_EQ(Build(one, CostParams(4096), &tree, &size), StatusNoMemory);  // the bytes wrap to 0
+  EXPECT_EQ(Build(one, CostParams(8192), &tree, &size), StatusNoMemory);  // the entry's test wraps
+}
+
+TEST(CostBuilderEntry, EachAllocationFailingInTurnLeavesNothing) {
+  const Scene s = RandomScene(41, 300);
+  const float clip[6] = {1, 1, 1, 9, 9, 9};
+  const qelrKDTreeBuildParams p = CostParams(200, 50, 1.0f, clip);
+  qelrKDNode* tree;
+  int32_t size;
+  const int64_t before = standinAllocCalls();
+  ASSERT_EQ(Build(s, p, &tree, &size), StatusOk);
+  const int64_t calls = standinAllocCalls() - before;
+  qelrKDTreeFree(tree);
+  // The last allocation is the final block, which fails with the same status.
+  for (int64_t k = 1; k <= calls; ++k) {
+    standinFailAllocAt(k);
+    EXPECT_EQ(Build(s, p, &tree, &size), StatusNoMemory) << "allocation " << k << " of " << calls;
+    standinFailAllocAt(0);
+  }
+}
+
+// Every triangle that reaches into a leaf's box is listed in the packed leaf.
+void ExpectPackedLeavesComplete(const Scene& s, const void* node, std::array<float, 6> box, int* leaves) {
+  if (blk::FormOf(node) == blk::Form::Interior) {
+    const int axis = blk::Axis(node);
+    std::array<float, 6> below = box, above = box;
+    below[axis + 3] = above[axis] = blk::Split(node);
+    ExpectPackedLeavesComplete(s, blk::Child(node, 0), below, leaves);
+    ExpectPackedLeavesComplete(s, blk::Child(node, 1), above, leaves);
+    return;
+  }
+  ++*leaves;
+  const std::vector<int32_t> list = blk::LeafTriangles(node);
+  const double margin = 1e-5 * 10;
+  for (int32_t t = 0; t < s.TriangleCount(); ++t) {
+    const bool listed = std::find(list.begin(), list.end(), t) != list.end();
+    const bool enters = Overlaps(s.Vertex(s.triangles[4 * t]), s.Vertex(s.triangles[4 * t + 1]),
+                                 s.Vertex(s.triangles[4 * t + 2]), box, -margin);
+    if (enters && !listed) {
+      ADD_FAILURE() << "triangle " << t << " enters a leaf but is not listed";
+      return;
+    }
+  }
+}
+
+TEST(CostBuilderEntry, PackedTreeListsEveryTriangleOfEachLeaf) {
+  const Scene s = RandomScene(51, 400);
+  qelrKDNode* tree;
+  int32_t size;
+  ASSERT_EQ(Build(s, CostParams(200, 50, 1.0f), &tree, &size), StatusOk);
+  std::array<float, 6> box = {INFINITY, INFINITY, INFINITY, -INFINITY, -INFINITY, -INFINITY};
+  for (int32_t v = 0; v < s.VertexCount(); ++v)
+    for (int a = 0; a < 3; ++a) {
+      box[a] = std::min(box[a], s.Vertex(v)[a]);
+      box[a + 3] = std::max(box[a + 3], s.Vertex(v)[a]);
+    }
+  int leaves = 0;
+  ExpectPackedLeavesComplete(s, tree, box, &leaves);
+  EXPECT_GT(leaves, 50);
+  qelrKDTreeFree(tree);
+}
+
+// Eye rays of one block through two trees of the same scene.
+struct EyeBlock {
+  static constexpr int kSide = 16, kRays = kSide * kSide;
+  alignas(16) float dir[3][kRays];
+  alignas(16) float dist[kRays], u[kRays], v[kRays];
+  alignas(16) int32_t tri[kRays];
+};
+
+void Trace(const Scene& s, const qelrKDNode* tree, const float eye[3], EyeBlock* b, bool packet) {
+  std::vector<qelrTriangleAccel> accel(size_t(s.TriangleCount()));
+  qelrTriangleAccelInit(accel.data(), s.vertices.data(), s.triangles.data(), s.TriangleCount());
+  float box[6];
+  qelrSetBoundBox_32f(s.vertices.data(), s.VertexCount(), box);
+  const qelrSceneContext context = {box, accel.data(), tree};
+  for (float& d : b->dist) d = 3.4028235e38f;
+  // The single-ray path: a block 15 wide (same rays, row stride 15).
+  const qelrSize size = packet ? qelrSize{EyeBlock::kSide, EyeBlock::kSide} : qelrSize{15, EyeBlock::kSide};
+  const float* d[3] = {b->dir[0], b->dir[1], b->dir[2]};
+  float* hit[2] = {b->u, b->v};
+  qelrIntersectEyeSO_32f(eye, d, b->dist, hit, b->tri, &context, size);
+}
+
+TEST(CostBuilderEntry, EyeRaysFindTheSameHitsAsThroughTheSimpleTree) {
+  const qelrKDTreeBuildParams simple = {KDTreeModeSimple, 0, 0.0f, 0, nullptr};
+  for (int scene = 0; scene < 3; ++scene) {
+    const Scene s = RandomScene(61 + scene, scene == 2 ? 3000 : 500);
+    qelrKDNode *costTree, *simpleTree;
+    int32_t size;
+    ASSERT_EQ(Build(s, CostParams(300, 50, scene == 1 ? 0.0f : 1.0f), &costTree, &size), StatusOk);
+    ASSERT_EQ(qelrKDTreeBuildAlloc(&simpleTree, s.vertices.data(), s.triangles.data(), s.VertexCount(),
+                                   s.TriangleCount(), &size, &simple),
+              StatusOk);
+    const float eye[3] = {5.0f + scene, 4.0f, -12.0f};
+    for (bool packet : {true, false}) {
+      for (int view = 0; view < 4; ++view) {
+        EyeBlock a, b;
+        const float origin[3] = {-0.5f + 0.5f * (view & 1), -0.4f + 0.5f * (view >> 1), 1.0f};
+        const float stepX[3] = {0.5f / 16, 0, 0}, stepY[3] = {0, 0.5f / 16, 0};
+        float* dirs[3] = {a.dir[0], a.dir[1], a.dir[2]};
+        qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{16, 16}, dirs, qelrSize{16, 16});
+        std::memcpy(b.dir, a.dir, sizeof a.dir);
+        Trace(s, costTree, eye, &a, packet);
+        Trace(s, simpleTree, eye, &b, packet);
+        int hits = 0;
+        const int rays = packet ? EyeBlock::kRays : 15 * 16;
+        for (int i = 0; i < rays; ++i) {
+          hits += b.tri[i] >= 0;
+          // Two triangles at one distance (a shared edge) may be found in
+          // either order; otherwise the same triangle at the same distance.
+          if (a.tri[i] != b.tri[i]) {
+            ASSERT_TRUE(a.tri[i] >= 0 && b.tri[i] >= 0) << "ray " << i << ": " << a.tri[i] << " vs " << b.tri[i];
+            EXPECT_NEAR(a.dist[i], b.dist[i], 1e-5f * b.dist[i]) << "ray " << i;
+          } else {
+            EXPECT_EQ(qt::Bits(a.dist[i]), qt::Bits(b.dist[i])) << "ray " << i;
+          }
+        }
+        EXPECT_GT(hits, 10) << "scene " << scene << " view " << view;
+      }
+    }
+    qelrKDTreeFree(costTree);
+    qelrKDTreeFree(simpleTree);
+  }
+}
+
+}  // namespace
