@@ -112,6 +112,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
   frame.refCursor = c->refPool.cursor;
   frame.clipCursor = c->clipPool.cursor;
 
+  bool sameReferences = false;  // as the node searched last, after an empty cut
   for (;;) {
     // 1. Whatever the last subtree left in the pools is given up.  (A
     // frame's cursors were the pools' own cursors once, so they always lie
@@ -125,7 +126,9 @@ qelStatus localKDGrowTree(KDCostContext* c) {
     decision.axis = -1;
     // 2-3. Depth limit, then the search's verdict.
     if (frame.depth != c->depthLimit)
-      localFindBestSplit(c->events, work, count, frame.box, c->qualityScale, &decision);
+      localFindBestSplit(&c->events, work, count, frame.box, c->qualityScale, sameReferences,
+                         &decision);
+    sameReferences = false;
 
     if (decision.axis >= 0) {
       // 4. The node becomes interior; both children start as copies of it.
@@ -152,6 +155,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
           frame.box[axis] = decision.position;
         else
           frame.box[axis + 3] = decision.position;
+        sameReferences = true;
         continue;
       }
 

@@ -56,8 +56,10 @@ double localThreshold(float qualityScale, double leafCost) {
   return scaled > least ? scaled : least;
 }
 
-void localFindBestSplit(const KDEventArrays& events, const KDTriangleRef* refs, int32_t count,
-                        const float box[6], float qualityScale, qelrSplitDecision* decision) {
+void localFindBestSplit(KDEventArrays* events, const KDTriangleRef* refs, int32_t count,
+                        const float box[6], float qualityScale, bool sameReferences,
+                        qelrSplitDecision* decision) {
+  if (!sameReferences) localForgetSortedEvents(events);
   decision->cost = localLeafCost(box, count);
   if (count < kKDParallelSearchMinCount)
     localFindBestSplitSortSearch(events, refs, count, box, decision, qualityScale);
@@ -65,19 +67,21 @@ void localFindBestSplit(const KDEventArrays& events, const KDTriangleRef* refs, 
     localFindBestSplitSortSearch_MT(events, refs, count, box, decision, qualityScale);
 }
 
-void localFindBestSplitSortSearch(const KDEventArrays& events, const KDTriangleRef* refs,
+void localFindBestSplitSortSearch(KDEventArrays* events, const KDTriangleRef* refs,
                                   int32_t count, const float box[6], qelrSplitDecision* decision,
                                   float qualityScale) {
   const double leafCost = decision->cost;
   qelrSplitDecision candidates[3];
   StartCandidates(leafCost, box, candidates);
-  // Small nodes reuse the first axis's arrays for all three axes.
+  // Small nodes reuse the first axis's arrays for all three axes, so those
+  // hold nothing reusable afterwards.
+  localForgetSortedEvents(events);
   for (int axis = 0; axis < 3; ++axis)
-    localEvaluateAxis(events.axis[0], refs, count, box, axis, &candidates[axis]);
+    localEvaluateAxis(events->axis[0], refs, count, box, axis, &candidates[axis]);
   Decide(candidates, count, leafCost, qualityScale, decision);
 }
 
-void localFindBestSplitSortSearch_MT(const KDEventArrays& events, const KDTriangleRef* refs,
+void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef* refs,
                                      int32_t count, const float box[6],
                                      qelrSplitDecision* decision, float qualityScale) {
   const double leafCost = decision->cost;
@@ -97,7 +101,8 @@ void localFindBestSplitSortSearch_MT(const KDEventArrays& events, const KDTriang
 #pragma omp parallel for num_threads(liveCount) schedule(static)
     for (int k = 0; k < liveCount; ++k) {
       const int axis = live[k];
-      localEvaluateAxis(events.axis[axis], refs, count, box, axis, &candidates[axis]);
+      localEvaluateAxis(events->axis[axis], refs, count, box, axis, &candidates[axis],
+                        &events->sortedLows[axis], &events->sortedFlats[axis]);
     }
   }
   Decide(candidates, count, leafCost, qualityScale, decision);

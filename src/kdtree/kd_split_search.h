@@ -24,7 +24,16 @@ struct qelrSplitDecision {
 enum KDEventArray { kKDLows = 0, kKDHighs = 1, kKDFlats = 2, kKDScratch = 3 };
 struct KDEventArrays {
   float* axis[3][4];
+  // What each axis's arrays hold after the last search of a large node:
+  // the lengths of its sorted lows and flats, or -1 for nothing reusable.
+  // A node cut off from empty space keeps its parent's references, and so
+  // its parent's sorted events.
+  int32_t sortedLows[3];
+  int32_t sortedFlats[3];
 };
+
+// Marks every axis's arrays as holding nothing reusable.
+void localForgetSortedEvents(KDEventArrays* events);
 
 // Nodes from this many polygons on search their axes in parallel.
 constexpr int32_t kKDParallelSearchMinCount = 76;
@@ -44,22 +53,28 @@ double localThreshold(float qualityScale, double leafCost);
 
 // The node decision: fills `decision` (axis -1 when the node stays a leaf).
 // Nodes of fewer than 76 polygons are searched on the calling thread.
-void localFindBestSplit(const KDEventArrays& events, const KDTriangleRef* refs, int32_t count,
-                        const float box[6], float qualityScale, qelrSplitDecision* decision);
+// `sameReferences` says that the references are those of the last node
+// searched, unchanged, so that events sorted then may be used again.
+void localFindBestSplit(KDEventArrays* events, const KDTriangleRef* refs, int32_t count,
+                        const float box[6], float qualityScale, bool sameReferences,
+                        qelrSplitDecision* decision);
 
 // The two forms of the search; `decision->cost` holds the leaf cost on entry.
-void localFindBestSplitSortSearch(const KDEventArrays& events, const KDTriangleRef* refs,
+void localFindBestSplitSortSearch(KDEventArrays* events, const KDTriangleRef* refs,
                                   int32_t count, const float box[6], qelrSplitDecision* decision,
                                   float qualityScale);
-void localFindBestSplitSortSearch_MT(const KDEventArrays& events, const KDTriangleRef* refs,
+void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef* refs,
                                      int32_t count, const float box[6],
                                      qelrSplitDecision* decision, float qualityScale);
 
 // One axis: gathers and sorts the events into `arrays` and sweeps them.
 // `candidate->cost` holds the leaf cost on entry and keeps it when the axis
-// has no plane to offer.
+// has no plane to offer.  With `sortedLows` and `sortedFlats` given, events
+// they say are sorted already are used as they stand, and fresh ones are
+// recorded there.
 void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
-                       const float box[6], int axis, qelrSplitDecision* candidate);
+                       const float box[6], int axis, qelrSplitDecision* candidate,
+                       int32_t* sortedLows = nullptr, int32_t* sortedFlats = nullptr);
 
 // The sorted events of one axis and what the sweeps need of the box.
 struct KDSweepInput {

@@ -33,17 +33,18 @@ void SortShort(float* values, float* scratch, int32_t count, bool orderSensitive
 
 }  // namespace
 
-void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
-                       const float box[6], int axis, qelrSplitDecision* candidate) {
-  const float low = box[axis];
-  const float high = box[axis + 3];
-  // A flat axis keeps the leaf cost and so can never win.
-  if (!(high - low > kKDFlatExtent)) return;
+void localForgetSortedEvents(KDEventArrays* events) {
+  for (int axis = 0; axis < 3; ++axis) events->sortedLows[axis] = events->sortedFlats[axis] = -1;
+}
 
-  // Gather: a polygon whose extremes on the axis coincide is flat on it.
-  // Starts and ends are kept in separate arrays and sorted on their own;
-  // only the counts on each side of a plane matter, not which start belongs
-  // to which end.
+namespace {
+
+// Gather: a polygon whose extremes on the axis coincide is flat on it.
+// Starts and ends are kept in separate arrays and sorted on their own;
+// only the counts on each side of a plane matter, not which start belongs
+// to which end.
+void GatherAndSort(float* const arrays[4], const KDTriangleRef* refs, int32_t count, int axis,
+                   int32_t* lowCount, int32_t* flatCount) {
   float* lows = arrays[kKDLows];
   float* highs = arrays[kKDHighs];
   float* flats = arrays[kKDFlats];
@@ -71,6 +72,34 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
     SortShort(highs, arrays[kKDScratch], n, eventsSensitive);
   }
   if (f != 0) SortShort(flats, arrays[kKDScratch], f, flatsSensitive);
+  *lowCount = n;
+  *flatCount = f;
+}
+
+}  // namespace
+
+void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
+                       const float box[6], int axis, qelrSplitDecision* candidate,
+                       int32_t* sortedLows, int32_t* sortedFlats) {
+  const float low = box[axis];
+  const float high = box[axis + 3];
+  // A flat axis keeps the leaf cost and so can never win.
+  if (!(high - low > kKDFlatExtent)) return;
+
+  int32_t n, f;
+  if (sortedLows != nullptr && *sortedLows >= 0) {
+    n = *sortedLows;
+    f = *sortedFlats;
+  } else {
+    GatherAndSort(arrays, refs, count, axis, &n, &f);
+    if (sortedLows != nullptr) {
+      *sortedLows = n;
+      *sortedFlats = f;
+    }
+  }
+  const float* lows = arrays[kKDLows];
+  const float* highs = arrays[kKDHighs];
+  const float* flats = arrays[kKDFlats];
 
   KDSweepInput in;
   in.lows = lows;

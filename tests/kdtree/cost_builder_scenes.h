@@ -18,8 +18,14 @@ struct Scene {
   std::vector<int32_t> triangles;  // 4 per triangle, word 3 unused
   int32_t VertexCount() const { return int32_t(vertices.size() / 3); }
   int32_t TriangleCount() const { return int32_t(triangles.size() / 4); }
-  void AddVertex(float x, float y, float z) { vertices.insert(vertices.end(), {x, y, z}); }
-  void AddTriangle(int32_t a, int32_t b, int32_t c) { triangles.insert(triangles.end(), {a, b, c, -7}); }
+  void AddVertex(float x, float y, float z) {
+    vertices.push_back(x);
+    vertices.push_back(y);
+    vertices.push_back(z);
+  }
+  void AddTriangle(int32_t a, int32_t b, int32_t c) {
+    for (int32_t word : {a, b, c, -7}) triangles.push_back(word);
+  }
   const float* Vertex(int32_t index) const { return &vertices[3 * size_t(index)]; }
 };
 

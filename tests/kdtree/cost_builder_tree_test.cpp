@@ -149,7 +149,9 @@ TEST(CostBuilderTree, SameTreeWhetherTheSearchGetsATeamOrNot) {
       if (built.status == StatusOk) Flatten(*built.context->root, &withoutTeams);
     }
   }
-  if (omp_get_max_active_levels() <= 1) EXPECT_EQ(innerTeam, 1);
+  if (omp_get_max_active_levels() <= 1) {
+    EXPECT_EQ(innerTeam, 1);
+  }
   EXPECT_GT(withTeams.size(), 100u);
   EXPECT_EQ(withTeams, withoutTeams);
 }

@@ -12,7 +12,7 @@ ref::Polygon Triangle(ref::Point a, ref::Point b, ref::Point c) { return {a, b, 
 // Evaluates one axis of the node on its own, as the builder's search does.
 qelrSplitDecision Axis(PolygonSoup& soup, const float box[6], int axis) {
   qelrSplitDecision d{localLeafCost(box, soup.Count()), 0.0f, axis, 0, 0, 0};
-  localEvaluateAxis(soup.Events().axis[axis], soup.refs.data(), soup.Count(), box, axis, &d);
+  localEvaluateAxis(soup.Events()->axis[axis], soup.refs.data(), soup.Count(), box, axis, &d);
   qelrSplitDecision want{d.cost, 0.0f, axis, 0, 0, 0};
   want.cost = localLeafCost(box, soup.Count());
   ref::EvaluateAxis(soup.polygons, box, axis, want);
@@ -102,8 +102,8 @@ TEST(SplitSearchCases, EqualCostsOnAllAxesTakeZ) {
     soup.Add(Triangle({a, a, a}, {b, b, b}, {c, c, c}));
   }
   qelrSplitDecision serial{}, parallel{};
-  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(0.5f), &serial);
-  localFindBestSplit(soup.Events(), soup.refs.data(), 80, box, localQualityScale(0.5f), &parallel);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(0.5f), false, &serial);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 80, box, localQualityScale(0.5f), false, &parallel);
   EXPECT_EQ(serial.axis, 2);
   EXPECT_EQ(parallel.axis, 2);
   EXPECT_EQ(parallel.position, 4.0f);
@@ -118,7 +118,7 @@ TEST(SplitSearchCases, ABoxFlatOnTwoAxesStaysALeaf) {
     for (int32_t count : {75, 100}) {  // the serial and the parallel form
       qelrSplitDecision d{};
       d.axis = 7;
-      localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(1.0f), &d);
+      localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(1.0f), false, &d);
       EXPECT_EQ(d.axis, -1) << count;
     }
   }
@@ -138,8 +138,8 @@ TEST(SplitSearchCases, ANodeOf75And76SameBoxSameDecision) {
   }
   soup.Add(soup.polygons[0]);
   qelrSplitDecision small{}, large{};
-  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(1.0f), &small);
-  localFindBestSplit(soup.Events(), soup.refs.data(), 76, box, localQualityScale(1.0f), &large);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(1.0f), false, &small);
+  localFindBestSplit(soup.Events(), soup.refs.data(), 76, box, localQualityScale(1.0f), false, &large);
   ASSERT_GE(small.axis, 0);
   EXPECT_EQ(small.axis, large.axis);
   const qelrSplitDecision want = ref::Decide(soup.polygons, box, 1.0f);

@@ -76,7 +76,7 @@ TEST(SplitSearchDecision, MatchesModelOnRandomNodes) {
       const float quality = rng.Chance(0.5) ? rng.Uniform(0.0f, 1.0f) : float(rng.Int(0, 1));
       qelrSplitDecision got{};
       localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(quality),
-                         &got);
+                         false, &got);
       const qelrSplitDecision want = ref::Decide(soup.polygons, box, quality);
       ASSERT_TRUE(SameDecision(want, got))
           << "count " << count << " trial " << trial << "\n want " << Describe(want)
@@ -100,6 +100,38 @@ TEST(SplitSearchDecision, SerialAndParallelAgreeWhateverTheTeam) {
     ASSERT_TRUE(SameDecision(serial, parallel))
         << "trial " << trial << "\n serial   " << Describe(serial) << "\n parallel "
         << Describe(parallel);
+  }
+}
+
+TEST(SplitSearchDecision, EventsSortedForTheSameReferencesServeAgain) {
+  // After an empty cut the child keeps its parent's references and only its
+  // box shrinks: the events sorted for the parent must give the child the
+  // decision that a fresh search gives.
+  qt::Rng rng(123);
+  for (int trial = 0; trial < 30; ++trial) {
+    float box[6];
+    const int32_t count = rng.Int(76, 700);
+    PolygonSoup soup = RandomNode(rng, count, box);
+    const float scale = localQualityScale(rng.Uniform(0.0f, 1.0f));
+    KDEventArrays* kept = soup.Events();
+    qelrSplitDecision parent{};
+    localFindBestSplit(kept, soup.refs.data(), count, box, scale, false, &parent);
+    for (int cut = 0; cut < 3; ++cut) {
+      const int axis = rng.Int(0, 2);
+      const float t = rng.Uniform(0.0f, 0.2f);
+      if (rng.Chance(0.5))
+        box[axis] = box[axis] + (box[axis + 3] - box[axis]) * t;
+      else
+        box[axis + 3] = box[axis + 3] - (box[axis + 3] - box[axis]) * t;
+      qelrSplitDecision reused{}, fresh{};
+      localFindBestSplit(kept, soup.refs.data(), count, box, scale, true, &reused);
+      PolygonSoup copy;
+      for (const ref::Polygon& p : soup.polygons) copy.Add(p);
+      localFindBestSplit(copy.Events(), copy.refs.data(), count, box, scale, false, &fresh);
+      ASSERT_TRUE(SameDecision(fresh, reused))
+          << "trial " << trial << " cut " << cut << "\n fresh  " << Describe(fresh) << "\n reused "
+          << Describe(reused);
+    }
   }
 }
 

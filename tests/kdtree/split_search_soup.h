@@ -35,12 +35,13 @@ struct PolygonSoup {
 
   // Event arrays with room for every reference, filled with junk so that
   // nothing can rely on them being cleared.
-  const KDEventArrays& Events() {
+  KDEventArrays* Events() {
     const size_t n = refs.size() + 1;
     eventStorage.assign(12 * n, -12345.0f);
     for (int a = 0; a < 3; ++a)
       for (int k = 0; k < 4; ++k) events.axis[a][k] = eventStorage.data() + (a * 4 + k) * n;
-    return events;
+    localForgetSortedEvents(&events);
+    return &events;
   }
 
   int32_t Count() const { return int32_t(refs.size()); }
