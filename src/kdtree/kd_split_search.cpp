@@ -76,8 +76,11 @@ void localFindBestSplitSortSearch(KDEventArrays* events, const KDTriangleRef* re
   // Small nodes reuse the first axis's arrays for all three axes, so those
   // hold nothing reusable afterwards.
   localForgetSortedEvents(events);
-  for (int axis = 0; axis < 3; ++axis)
-    localEvaluateAxis(events->axis[0], refs, count, box, axis, &candidates[axis]);
+  for (int axis = 0; axis < 3; ++axis) {
+    KDAxisEvents held;
+    held.lowCount = -1;
+    localEvaluateAxis(events->axis[0], refs, count, box, axis, &candidates[axis], &held);
+  }
   Decide(candidates, count, leafCost, qualityScale, decision);
 }
 
@@ -102,7 +105,7 @@ void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef*
     for (int k = 0; k < liveCount; ++k) {
       const int axis = live[k];
       localEvaluateAxis(events->axis[axis], refs, count, box, axis, &candidates[axis],
-                        &events->sortedLows[axis], &events->sortedFlats[axis]);
+                        &events->held[axis]);
     }
   }
   Decide(candidates, count, leafCost, qualityScale, decision);

@@ -22,14 +22,23 @@ struct qelrSplitDecision {
 
 // Four arrays of one axis, each with room for every reference of the root.
 enum KDEventArray { kKDLows = 0, kKDHighs = 1, kKDFlats = 2, kKDScratch = 3 };
+
+// What one axis's arrays hold: the events of the references last gathered
+// into them, sorted or not yet.
+struct KDAxisEvents {
+  int32_t lowCount;   // -1: nothing usable
+  int32_t flatCount;
+  bool sorted;
+  bool orderSensitive;  // a zero or a NaN among them
+  float leastLow, greatestHigh;
+};
+
 struct KDEventArrays {
   float* axis[3][4];
-  // What each axis's arrays hold after the last search of a large node:
-  // the lengths of its sorted lows and flats, or -1 for nothing reusable.
-  // A node cut off from empty space keeps its parent's references, and so
-  // its parent's sorted events.
-  int32_t sortedLows[3];
-  int32_t sortedFlats[3];
+  // After the search of a large node, what each axis's arrays hold.  A node
+  // cut off from empty space keeps its parent's references, and so its
+  // parent's events.
+  KDAxisEvents held[3];
 };
 
 // Marks every axis's arrays as holding nothing reusable.
@@ -69,12 +78,11 @@ void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef*
 
 // One axis: gathers and sorts the events into `arrays` and sweeps them.
 // `candidate->cost` holds the leaf cost on entry and keeps it when the axis
-// has no plane to offer.  With `sortedLows` and `sortedFlats` given, events
-// they say are sorted already are used as they stand, and fresh ones are
-// recorded there.
+// has no plane to offer.  `held` tells what the arrays hold already (events
+// of these same references, or nothing) and is kept up to date.
 void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
                        const float box[6], int axis, qelrSplitDecision* candidate,
-                       int32_t* sortedLows = nullptr, int32_t* sortedFlats = nullptr);
+                       KDAxisEvents* held);
 
 // The sorted events of one axis and what the sweeps need of the box.
 struct KDSweepInput {
@@ -91,6 +99,10 @@ struct KDSweepInput {
 // Both fill cost, position, leftCount, rightCount and flatSide.
 void localSweep(const KDSweepInput& in, qelrSplitDecision* result);
 void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result);
+// The sweeps' first step on its own: cuts off an empty end of the box when
+// one is wide enough, given the sorted lists' first and last values (the
+// lows and highs themselves are not read).  True when a cut was taken.
+bool localTakeEndCut(const KDSweepInput& in, float first, float last, qelrSplitDecision* result);
 
 // Ascending radix sort of floats, in three passes of 11, 11 and 10 bits
 // through `scratch`; -0 comes before +0.

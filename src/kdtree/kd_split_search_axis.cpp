@@ -1,4 +1,10 @@
 // Evaluation of one axis of a node: gather the events, sort them, sweep.
+//
+// Two shortcuts leave the results as they are.  Sorting is put off until
+// the sweep needs it: an empty end of the box is found from the least start
+// and the greatest end alone, and then nothing needs sorting.  And events
+// already sorted for the same references (a node cut off from empty space
+// keeps its parent's) are not gathered again.
 #include <algorithm>
 #include <cstring>
 
@@ -9,7 +15,8 @@ namespace {
 
 // True for +0, -0 and NaN: the only values whose place in a sorted array
 // depends on the sorting algorithm (equal-comparing zeros of both signs,
-// and NaNs, which compare with nothing).
+// and NaNs, which compare with nothing).  Without them every correct sort
+// gives the same bits, and the sorted ends are the least and the greatest.
 inline bool OrderSensitive(float value) {
   uint32_t bits;
   std::memcpy(&bits, &value, 4);
@@ -20,8 +27,8 @@ inline bool OrderSensitive(float value) {
 // From this length on a short radix sort beats a comparison sort.
 constexpr int32_t kShortRadixMinCount = 48;
 
-// The short lists go through the library's quicksort.  Without zeros or
-// NaNs every correct sort gives the same bits, so a faster one stands in.
+// The short lists go through the library's quicksort, or a faster sort
+// where that gives the same bits.
 void SortShort(float* values, float* scratch, int32_t count, bool orderSensitive) {
   if (orderSensitive)
     ownSortAscend32f(values, count);  // a length of 0 is refused and leaves nothing to do
@@ -31,82 +38,100 @@ void SortShort(float* values, float* scratch, int32_t count, bool orderSensitive
     std::sort(values, values + count);
 }
 
-}  // namespace
-
-void localForgetSortedEvents(KDEventArrays* events) {
-  for (int axis = 0; axis < 3; ++axis) events->sortedLows[axis] = events->sortedFlats[axis] = -1;
-}
-
-namespace {
-
 // Gather: a polygon whose extremes on the axis coincide is flat on it.
-// Starts and ends are kept in separate arrays and sorted on their own;
-// only the counts on each side of a plane matter, not which start belongs
-// to which end.
-void GatherAndSort(float* const arrays[4], const KDTriangleRef* refs, int32_t count, int axis,
-                   int32_t* lowCount, int32_t* flatCount) {
+// Starts and ends are kept in separate arrays and sorted on their own; only
+// the counts on each side of a plane matter, not which start belongs to
+// which end.
+void Gather(float* const arrays[4], const KDTriangleRef* refs, int32_t count, int axis,
+            KDAxisEvents* held) {
   float* lows = arrays[kKDLows];
   float* highs = arrays[kKDHighs];
   float* flats = arrays[kKDFlats];
   int32_t n = 0, f = 0;
-  bool eventsSensitive = false, flatsSensitive = false;
+  bool sensitive = false;
+  float leastLow = 0, greatestHigh = 0;
   for (int32_t k = 0; k < count; ++k) {
     const float least = KDRefLeast(refs[k], axis);
     const float greatest = KDRefGreatest(refs[k], axis);
+    sensitive = sensitive || OrderSensitive(least) || OrderSensitive(greatest);
     if (least == greatest) {
       flats[f++] = least;
-      flatsSensitive = flatsSensitive || OrderSensitive(least);
     } else {
+      if (n == 0 || least < leastLow) leastLow = least;
+      if (n == 0 || greatest > greatestHigh) greatestHigh = greatest;
       lows[n] = least;
       highs[n] = greatest;
       ++n;
-      eventsSensitive = eventsSensitive || OrderSensitive(least) || OrderSensitive(greatest);
     }
   }
+  held->lowCount = n;
+  held->flatCount = f;
+  held->sorted = false;
+  held->orderSensitive = sensitive;
+  held->leastLow = leastLow;
+  held->greatestHigh = greatestHigh;
+}
 
+// The sort the sweep needs: the radix sort from 321 events, the library's
+// quicksort below (or its stand-in).
+void Sort(float* const arrays[4], KDAxisEvents* held) {
+  const int32_t n = held->lowCount, f = held->flatCount;
+  float* scratch = arrays[kKDScratch];
   if (n >= kKDRadixSortMinCount) {
-    localRadixSort32f(lows, arrays[kKDScratch], n);
-    localRadixSort32f(highs, arrays[kKDScratch], n);
+    localRadixSort32f(arrays[kKDLows], scratch, n);
+    localRadixSort32f(arrays[kKDHighs], scratch, n);
   } else {
-    SortShort(lows, arrays[kKDScratch], n, eventsSensitive);
-    SortShort(highs, arrays[kKDScratch], n, eventsSensitive);
+    SortShort(arrays[kKDLows], scratch, n, held->orderSensitive);
+    SortShort(arrays[kKDHighs], scratch, n, held->orderSensitive);
   }
-  if (f != 0) SortShort(flats, arrays[kKDScratch], f, flatsSensitive);
-  *lowCount = n;
-  *flatCount = f;
+  if (f != 0) SortShort(arrays[kKDFlats], scratch, f, held->orderSensitive);
+  held->sorted = true;
+}
+
+// The first start and the last end of the sorted lists, from the unsorted
+// ones (only without zeros and NaNs, where they are the least and greatest).
+void SortedEnds(float* const arrays[4], const KDAxisEvents& held, const KDSweepInput& in, float* first,
+                float* last) {
+  const float* flats = arrays[kKDFlats];
+  const int32_t f = held.flatCount;
+  float leastFlat = 0, greatestFlat = 0;
+  for (int32_t k = 0; k < f; ++k) {
+    if (k == 0 || flats[k] < leastFlat) leastFlat = flats[k];
+    if (k == 0 || flats[k] > greatestFlat) greatestFlat = flats[k];
+  }
+  if (f == 0) {
+    *first = held.leastLow;
+    *last = held.greatestHigh;
+    return;
+  }
+  const float firstLow = held.lowCount > 0 ? held.leastLow : in.low;
+  const float lastHigh = held.lowCount > 0 ? held.greatestHigh : in.high;
+  *first = firstLow <= leastFlat ? firstLow : leastFlat;
+  *last = lastHigh >= greatestFlat ? lastHigh : greatestFlat;
 }
 
 }  // namespace
 
+void localForgetSortedEvents(KDEventArrays* events) {
+  for (KDAxisEvents& held : events->held) held.lowCount = -1;
+}
+
 void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
                        const float box[6], int axis, qelrSplitDecision* candidate,
-                       int32_t* sortedLows, int32_t* sortedFlats) {
+                       KDAxisEvents* held) {
   const float low = box[axis];
   const float high = box[axis + 3];
   // A flat axis keeps the leaf cost and so can never win.
   if (!(high - low > kKDFlatExtent)) return;
 
-  int32_t n, f;
-  if (sortedLows != nullptr && *sortedLows >= 0) {
-    n = *sortedLows;
-    f = *sortedFlats;
-  } else {
-    GatherAndSort(arrays, refs, count, axis, &n, &f);
-    if (sortedLows != nullptr) {
-      *sortedLows = n;
-      *sortedFlats = f;
-    }
-  }
-  const float* lows = arrays[kKDLows];
-  const float* highs = arrays[kKDHighs];
-  const float* flats = arrays[kKDFlats];
+  if (held->lowCount < 0) Gather(arrays, refs, count, axis, held);
 
   KDSweepInput in;
-  in.lows = lows;
-  in.highs = highs;
-  in.n = n;
-  in.flats = flats;
-  in.f = f;
+  in.lows = arrays[kKDLows];
+  in.highs = arrays[kKDHighs];
+  in.n = held->lowCount;
+  in.flats = arrays[kKDFlats];
+  in.f = held->flatCount;
   in.low = low;
   in.high = high;
   const int a1 = (axis + 1) % 3, a2 = (axis + 2) % 3;
@@ -115,7 +140,15 @@ void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_
   // A box flat on both other axes has no area to weigh the sides with.
   if (in.extent1 <= kKDFlatExtent && in.extent2 <= kKDFlatExtent) return;
 
-  if (f == 0)
+  if (!held->sorted) {
+    if (!held->orderSensitive) {
+      float first, last;
+      SortedEnds(arrays, *held, in, &first, &last);
+      if (localTakeEndCut(in, first, last, candidate)) return;
+    }
+    Sort(arrays, held);
+  }
+  if (in.f == 0)
     localSweep(in, candidate);
   else
     localSweepFlats(in, candidate);

@@ -85,6 +85,12 @@ inline int32_t SkipUpTo(const float* values, int32_t from, int32_t count, float 
 
 }  // namespace
 
+bool localTakeEndCut(const KDSweepInput& in, float first, float last, qelrSplitDecision* result) {
+  // Without flat polygons both cuts leave flatSide 1; with them the high
+  // cut puts flats on the plane (there are none: the gap is empty) left.
+  return TakeEndCut(MakeFrame(in), in.n + in.f, first, last, 1, in.f == 0 ? 1 : 0, result);
+}
+
 void localSweep(const KDSweepInput& in, qelrSplitDecision* result) {
   const SweepFrame frame = MakeFrame(in);
   const float* lows = in.lows;

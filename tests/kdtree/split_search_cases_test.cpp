@@ -12,7 +12,9 @@ ref::Polygon Triangle(ref::Point a, ref::Point b, ref::Point c) { return {a, b, 
 // Evaluates one axis of the node on its own, as the builder's search does.
 qelrSplitDecision Axis(PolygonSoup& soup, const float box[6], int axis) {
   qelrSplitDecision d{localLeafCost(box, soup.Count()), 0.0f, axis, 0, 0, 0};
-  localEvaluateAxis(soup.Events()->axis[axis], soup.refs.data(), soup.Count(), box, axis, &d);
+  KDAxisEvents held;
+  held.lowCount = -1;
+  localEvaluateAxis(soup.Events()->axis[axis], soup.refs.data(), soup.Count(), box, axis, &d, &held);
   qelrSplitDecision want{d.cost, 0.0f, axis, 0, 0, 0};
   want.cost = localLeafCost(box, soup.Count());
   ref::EvaluateAxis(soup.polygons, box, axis, want);
