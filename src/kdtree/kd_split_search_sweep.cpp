@@ -97,30 +97,35 @@ void localSweep(const KDSweepInput& in, qelrSplitDecision* result) {
   const float* highs = in.highs;
   const int32_t n = in.n;
 
-  Take(result, lows[0], 0, n, 1);
   if (TakeEndCut(frame, n, lows[0], highs[n - 1], 1, 1, result)) return;
 
   // Visit every distinct event value in ascending order.  A polygon that
   // starts at t is above the plane and one that ends at t is below it; among
-  // equal costs the lowest plane stays.
+  // equal costs the lowest plane stays.  i and j count the starts and the
+  // ends at or below the plane.
   double best = DBL_MAX;
+  float bestT = lows[0];
+  int32_t bestL = 0, bestH = n;
   float t = lows[0];
   int32_t l = 0, h = n;
-  int32_t i = 0, j = 0;
+  int32_t i = 0, j = SkipUpTo(highs, 0, n, t);
   for (;;) {
-    double cost = PlaneCost(frame, t, l, h);
+    const double cost = PlaneCost(frame, t, l, h);
     if (cost < best) {
       best = cost;
-      Take(result, t, l, h, 1);
+      bestT = t;
+      bestL = l;
+      bestH = h;
     }
     i = SkipUpTo(lows, i, n, t);
-    j = SkipUpTo(highs, j, n, t);
     if (j == n) break;  // the last plane was the last end, with h 0
     t = (i < n && lows[i] <= highs[j]) ? lows[i] : highs[j];
     if (t != t) break;  // a NaN event would never be passed
     l = i;
-    h = n - j - RunAt(highs, j, n, t);
+    j = SkipUpTo(highs, j, n, t);
+    h = n - j;
   }
+  Take(result, bestT, bestL, bestH, 1);
   result->cost = static_cast<double>(frame.s) * best;
 }
 
@@ -165,25 +170,30 @@ void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result) {
   // Sweep the three lists together.  At each plane the flat polygons on it
   // are tried on the high side, then on the low side.  Flats beyond the last
   // end are never planes; with no sloped polygon only the first flat is.
+  // i, j and g count the starts, ends and flats at or below the plane.
+  float bestT = first;
+  int32_t bestL = 0, bestH = m, bestSide = 1;
+  bool swept = false;
   float t = (n > 0 && lows[0] <= flats[0]) ? lows[0] : flats[0];
   int32_t l = 0, h = m;
-  int32_t i = 0, j = 0, g = 0;
+  int32_t i = 0, j = SkipUpTo(highs, 0, n, t), g = 0;
   for (;;) {
     const int32_t k = RunAt(flats, g, f, t);
     double cost = PlaneCost(frame, t, l, h);
     if (cost < best) {
       best = cost;
-      Take(result, t, l, h, 1);
+      bestT = t, bestL = l, bestH = h, bestSide = 1;
+      swept = true;
     }
     if (k > 0) {
       cost = PlaneCost(frame, t, l + k, h - k);
       if (cost < best) {
         best = cost;
-        Take(result, t, l + k, h - k, 0);
+        bestT = t, bestL = l + k, bestH = h - k, bestSide = 0;
+        swept = true;
       }
     }
     i = SkipUpTo(lows, i, n, t);
-    j = SkipUpTo(highs, j, n, t);
     g = SkipUpTo(flats, g, f, t);
     if (j == n) break;
     t = highs[j];
@@ -191,7 +201,10 @@ void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result) {
     if (g < f && flats[g] < t) t = flats[g];
     if (t != t) break;  // a NaN event would never be passed
     l = i + g;
-    h = m - g - (j + RunAt(highs, j, n, t));
+    j = SkipUpTo(highs, j, n, t);
+    h = m - g - j;
   }
+  // A plane of the sweep replaces the face planes only where it is cheaper.
+  if (swept) Take(result, bestT, bestL, bestH, bestSide);
   result->cost = static_cast<double>(frame.s) * best;
 }
