@@ -27,6 +27,21 @@ struct Scene {
     for (int32_t word : {a, b, c, -7}) triangles.push_back(word);
   }
   const float* Vertex(int32_t index) const { return &vertices[3 * size_t(index)]; }
+  // A triangle of its own three new vertices.
+  void AddTriangleAt(std::array<float, 9> p) {
+    const int32_t v = VertexCount();
+    for (int k = 0; k < 3; ++k) AddVertex(p[3 * k], p[3 * k + 1], p[3 * k + 2]);
+    AddTriangle(v, v + 1, v + 2);
+  }
+  std::array<float, 6> Bounds() const {
+    std::array<float, 6> box = {INFINITY, INFINITY, INFINITY, -INFINITY, -INFINITY, -INFINITY};
+    for (int32_t v = 0; v < VertexCount(); ++v)
+      for (int a = 0; a < 3; ++a) {
+        box[a] = std::min(box[a], Vertex(v)[a]);
+        box[a + 3] = std::max(box[a + 3], Vertex(v)[a]);
+      }
+    return box;
+  }
 };
 
 // Small triangles scattered through a cube, some flat on an axis, some

@@ -126,28 +126,4 @@ TEST(SplitSearchCases, ABoxFlatOnTwoAxesStaysALeaf) {
   }
 }
 
-TEST(SplitSearchCases, ANodeOf75And76SameBoxSameDecision) {
-  // The 76th polygon repeats the first, so the plane must stay where it is
-  // while the search switches from the calling thread to a team.
-  const float box[6] = {0, 0, 0, 8, 6, 7};
-  PolygonSoup soup;
-  qt::Rng rng(3);
-  for (int k = 0; k < 75; ++k) {
-    ref::Polygon p(3);
-    for (auto& v : p)
-      for (int a = 0; a < 3; ++a) v[a] = rng.Uniform(box[a], box[a + 3]);
-    soup.Add(p);
-  }
-  soup.Add(soup.polygons[0]);
-  qelrSplitDecision small{}, large{};
-  localFindBestSplit(soup.Events(), soup.refs.data(), 75, box, localQualityScale(1.0f), false, &small);
-  localFindBestSplit(soup.Events(), soup.refs.data(), 76, box, localQualityScale(1.0f), false, &large);
-  ASSERT_GE(small.axis, 0);
-  EXPECT_EQ(small.axis, large.axis);
-  const qelrSplitDecision want = ref::Decide(soup.polygons, box, 1.0f);
-  EXPECT_EQ(want.axis, large.axis);
-  EXPECT_EQ(want.position, large.position);
-  EXPECT_EQ(want.leftCount, large.leftCount);
-}
-
 }  // namespace
