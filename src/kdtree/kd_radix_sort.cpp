@@ -40,9 +40,90 @@ void Scatter(const Word* from, Word* to, uint32_t* starts, int32_t count) {
   }
 }
 
+// Sorts keys[begin, end) by their low `bits` bits (the higher ones are all
+// equal), in passes of 8 bits through spare[begin, end); leaves the sorted
+// keys, turned back into floats, in keys.
+void SortBucket(Word* keys, Word* spare, int32_t begin, int32_t end, int bits) {
+  const int32_t count = end - begin;
+  if (count < 64) {
+    // Insertion sort for the many short buckets.
+    for (int32_t k = begin + 1; k < end; ++k) {
+      const uint32_t key = keys[k];
+      int32_t at = k;
+      while (at > begin && static_cast<uint32_t>(keys[at - 1]) > key) {
+        keys[at] = keys[at - 1];
+        --at;
+      }
+      keys[at] = key;
+    }
+    for (int32_t k = begin; k < end; ++k) keys[k] = FromKey(keys[k]);
+    return;
+  }
+  Word* from = keys + begin;
+  Word* to = spare + begin;
+  for (int shift = 0; shift < bits; shift += 8) {
+    uint32_t starts[256] = {};
+    for (int32_t k = 0; k < count; ++k) ++starts[(from[k] >> shift) & 0xFFu];
+    if (starts[(from[0] >> shift) & 0xFFu] == static_cast<uint32_t>(count)) continue;
+    uint32_t sum = 0;
+    for (int b = 0; b < 256; ++b) {
+      const uint32_t c = starts[b];
+      starts[b] = sum;
+      sum += c;
+    }
+    for (int32_t k = 0; k < count; ++k) {
+      const uint32_t key = from[k];
+      to[starts[(key >> shift) & 0xFFu]++] = key;
+    }
+    std::swap(from, to);
+  }
+  Word* out = keys + begin;
+  for (int32_t k = 0; k < count; ++k) out[k] = FromKey(from[k]);
+}
+
+// Long lists: one scatter by the top 11 bits, then each bucket, small
+// enough to stay in the cache, on its own.  Scattering a long list through
+// 2048 far-apart streams three times costs more than the extra bookkeeping.
+void SortLong(Word* keys, Word* spare, int32_t count) {
+  uint32_t starts[kDigitCount];
+  std::memset(starts, 0, sizeof starts);
+  for (int32_t k = 0; k < count; ++k) {
+    const uint32_t key = ToKey(keys[k]);
+    keys[k] = key;
+    ++starts[key >> 21];
+  }
+  uint32_t bounds[kDigitCount + 1];
+  uint32_t sum = 0;
+  for (int d = 0; d < kDigitCount; ++d) {
+    bounds[d] = sum;
+    sum += starts[d];
+    starts[d] = bounds[d];
+  }
+  bounds[kDigitCount] = sum;
+  for (int32_t k = 0; k < count; ++k) {
+    __builtin_prefetch(keys + k + kPrefetchAhead);
+    const uint32_t key = keys[k];
+    spare[starts[key >> 21]++] = key;
+  }
+  // The buckets now lie in spare; each is sorted back into keys.
+  for (int d = 0; d < kDigitCount; ++d) {
+    const int32_t begin = static_cast<int32_t>(bounds[d]), end = static_cast<int32_t>(bounds[d + 1]);
+    if (begin == end) continue;
+    std::memcpy(keys + begin, spare + begin, sizeof(uint32_t) * static_cast<size_t>(end - begin));
+    SortBucket(keys, spare, begin, end, 21);
+  }
+}
+
+// From this length on the long form pays.
+constexpr int32_t kLongSortMinCount = 1 << 16;
+
 }  // namespace
 
 void localRadixSort32f(float* array, float* scratch, int32_t count) {
+  if (count >= kLongSortMinCount) {
+    SortLong(reinterpret_cast<Word*>(array), reinterpret_cast<Word*>(scratch), count);
+    return;
+  }
   uint32_t histograms[3][kDigitCount];
   std::memset(histograms, 0, sizeof histograms);
   Word* keys = reinterpret_cast<Word*>(array);
