@@ -114,14 +114,20 @@ void SortLong(Word* keys, Word* spare, int32_t count) {
   }
 }
 
-// From this length on the long form pays.
+// From this length on the long form pays; below the other bound, passes of
+// 8 bits with their small histograms do.
 constexpr int32_t kLongSortMinCount = 1 << 16;
+constexpr int32_t kWideDigitMinCount = 2048;
 
 }  // namespace
 
 void localRadixSort32f(float* array, float* scratch, int32_t count) {
   if (count >= kLongSortMinCount) {
     SortLong(reinterpret_cast<Word*>(array), reinterpret_cast<Word*>(scratch), count);
+    return;
+  }
+  if (count < kWideDigitMinCount) {
+    localRadixSortShort32f(array, scratch, count);
     return;
   }
   uint32_t histograms[3][kDigitCount];
