@@ -1,7 +1,7 @@
 // The cost-driven builder through the build entry: worked cases, budget
 // edges and failures with the outputs untouched and nothing left allocated,
-// the packed tree's leaves against its triangles, and eye rays through it
-// against the single-leaf tree of the simple mode.
+// and eye rays through its tree against the single-leaf tree of the simple
+// mode.
 #include <cstring>
 
 #include "block_reader.h"
@@ -118,47 +118,6 @@ TEST(CostBuilderEntry, EachAllocationFailingInTurnLeavesNothing) {
     EXPECT_EQ(Build(s, p, &tree, &size), StatusNoMemory) << "allocation " << k << " of " << calls;
     standinFailAllocAt(0);
   }
-}
-
-// Every triangle that reaches into a leaf's box is listed in the packed leaf.
-void ExpectPackedLeavesComplete(const Scene& s, const void* node, std::array<float, 6> box, int* leaves) {
-  if (blk::FormOf(node) == blk::Form::Interior) {
-    const int axis = blk::Axis(node);
-    std::array<float, 6> below = box, above = box;
-    below[axis + 3] = above[axis] = blk::Split(node);
-    ExpectPackedLeavesComplete(s, blk::Child(node, 0), below, leaves);
-    ExpectPackedLeavesComplete(s, blk::Child(node, 1), above, leaves);
-    return;
-  }
-  ++*leaves;
-  const std::vector<int32_t> list = blk::LeafTriangles(node);
-  const double margin = 1e-5 * 10;
-  for (int32_t t = 0; t < s.TriangleCount(); ++t) {
-    const bool listed = std::find(list.begin(), list.end(), t) != list.end();
-    const bool enters = Overlaps(s.Vertex(s.triangles[4 * t]), s.Vertex(s.triangles[4 * t + 1]),
-                                 s.Vertex(s.triangles[4 * t + 2]), box, -margin);
-    if (enters && !listed) {
-      ADD_FAILURE() << "triangle " << t << " enters a leaf but is not listed";
-      return;
-    }
-  }
-}
-
-TEST(CostBuilderEntry, PackedTreeListsEveryTriangleOfEachLeaf) {
-  const Scene s = RandomScene(51, 400);
-  qelrKDNode* tree;
-  int32_t size;
-  ASSERT_EQ(Build(s, CostParams(200, 50, 1.0f), &tree, &size), StatusOk);
-  std::array<float, 6> box = {INFINITY, INFINITY, INFINITY, -INFINITY, -INFINITY, -INFINITY};
-  for (int32_t v = 0; v < s.VertexCount(); ++v)
-    for (int a = 0; a < 3; ++a) {
-      box[a] = std::min(box[a], s.Vertex(v)[a]);
-      box[a + 3] = std::max(box[a + 3], s.Vertex(v)[a]);
-    }
-  int leaves = 0;
-  ExpectPackedLeavesComplete(s, tree, box, &leaves);
-  EXPECT_GT(leaves, 50);
-  qelrKDTreeFree(tree);
 }
 
 // Eye rays of one block through two trees of the same scene.
