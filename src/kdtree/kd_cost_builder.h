@@ -2,11 +2,12 @@
 // and the steps that turn a triangle soup into the in-memory tree.
 //
 // All working memory is charged against the caller's byte budget in the
-// units of the original 32-bit records (a reference 12 bytes, a node pair
-// 24, a polygon array 4 per vertex, a chunk 16 MiB plus a 20-byte item), so
-// that a given budget fails at the same points.  On this platform records
-// that hold pointers are wider; their blocks are sized for the wider
-// records, while the charges and the room tests stay in the old units.
+// units of 32-bit records (a reference 12 bytes, a node pair 24, a polygon
+// array 4 per vertex, a chunk 16 MiB plus a 20-byte item), so that a given
+// budget fails at the same points on every platform.  With 64-bit pointers
+// the records that hold them are wider; their blocks are sized for the
+// wider records, while the charges and the room tests keep the 32-bit
+// units.
 #pragma once
 
 #include <cstdint>
@@ -52,7 +53,7 @@ constexpr int32_t kKDClipRoom = 81;
 
 struct KDCostContext {
   uint32_t budgetTotal;
-  uint32_t budgetLeft;  // wraps like the original's unsigned arithmetic
+  uint32_t budgetLeft;  // unsigned: the pools may take it below zero, and it wraps
   const float* vertexBase;
   const float* vertexEnd;
   const int32_t* triangleBase;
@@ -82,7 +83,7 @@ struct KDCostSettings {
 
 // ---- kd_cost_builder_memory.cpp ----
 
-// The working memory needed for a scene, in the original units.
+// The working memory needed for a scene, in 32-bit units.
 uint32_t localKDBudgetNeed(int32_t triangleCount, int32_t vertexCount);
 // Allocates the context, the event arrays and the two pools and charges
 // them.  On failure everything taken is released and *context stays null.

@@ -2,9 +2,10 @@
 // clip pools, the three chunk lists and the free lists of polygon arrays,
 // all charged against the caller's budget.
 //
-// The builder trusts the budget: the original did not look at what the
-// allocations gave.  Here a block the core cannot give ends the build with
-// StatusNoMemory, so that nothing is ever written through a null pointer.
+// The builder trusts the budget, not the allocations: a limit above the
+// memory that can really be had is the caller's error.  Still, a block the
+// core cannot give ends the build with StatusNoMemory, so that nothing is
+// ever written through a null pointer.
 #include <cstring>
 
 #include "frame/qelr_internal.h"
@@ -90,8 +91,8 @@ qelStatus localKDCreateContext(uint32_t byteLimit, int32_t triangleCount, int32_
     }
   }
   // Three references' worth per triangle and 48 bytes per vertex, rounded
-  // down to 16 MiB, plus 16 MiB.  The budget may go "negative" here (it is
-  // unsigned and wraps), which the original allowed too.
+  // down to 16 MiB, plus 16 MiB.  The budget may go "negative" here: it is
+  // unsigned and wraps, and then any number of chunks fits.
   const uint32_t refBytes = ((36u * t) & kPoolGranule) + kChunkRoom;
   const uint32_t clipBytes = ((48u * static_cast<uint32_t>(vertexCount)) & kPoolGranule) + kChunkRoom;
   if (ok) ok = MakePool(&c->refPool, refBytes, kReferenceCharge);

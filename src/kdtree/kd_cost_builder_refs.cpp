@@ -9,7 +9,7 @@
 namespace {
 
 // The bounding box of all vertices, used or not.  With no vertex the first
-// point of the array is read all the same, as the original did.
+// point of the array is read all the same.
 void VertexBounds(const float* vertices, int32_t vertexCount, float box[6]) {
   for (int a = 0; a < 3; ++a) box[a] = box[a + 3] = vertices[a];
   for (int32_t v = 1; v < vertexCount; ++v) {

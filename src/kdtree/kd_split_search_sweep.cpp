@@ -5,8 +5,8 @@
 // where r = (e1 * e2) / (e1 + e2) from the two other extents; multiplied by
 // s = e1 + e2 it is the sum of half-area times count over both boxes.  The
 // differences are single precision and the counts pass through single
-// precision, as the costs of the original library did: a count above 2^24
-// is rounded, and changing that would move planes.
+// precision: a count above 2^24 is rounded, and computing it any other way
+// would move planes.
 #include <cfloat>
 
 #include "kdtree/kd_split_search.h"
