@@ -148,12 +148,8 @@ qelStatus localKDCutReference(KDCostContext* context, const KDTriangleRef& ref, 
   for (int32_t k = 0; k < nu; ++k) upperArray[k] = upper[k];
 
   const uint32_t index = ref.key & ~kKDVertexCountMask;
-  left->key = index | static_cast<uint32_t>(nl);
-  left->extremes = KDPolygonExtremes(lowerArray, nl);
-  left->polygon = lowerArray;
-  right->key = index | static_cast<uint32_t>(nu);
-  right->extremes = KDPolygonExtremes(upperArray, nu);
-  right->polygon = upperArray;
+  KDSetReference(left, index | static_cast<uint32_t>(nl), lowerArray, nl);
+  KDSetReference(right, index | static_cast<uint32_t>(nu), upperArray, nu);
   localKDGivePolygon(context, p, n);
   return StatusOk;
 }

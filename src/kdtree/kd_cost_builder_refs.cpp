@@ -39,9 +39,7 @@ qelStatus WholeTriangles(KDCostContext* c, const float* vertices, const int32_t*
     const float** polygon = localKDTakePolygon(c, 3, &status);
     if (polygon == nullptr) return status;
     for (int k = 0; k < 3; ++k) polygon[k] = Corner(vertices, triangles, t, k);
-    refs[t].key = (static_cast<uint32_t>(t) << kKDIndexShift) | 3u;
-    refs[t].extremes = KDPolygonExtremes(polygon, 3);
-    refs[t].polygon = polygon;
+    KDSetReference(&refs[t], (static_cast<uint32_t>(t) << kKDIndexShift) | 3u, polygon, 3);
   }
   pool.cursor += static_cast<uint32_t>(triangleCount);
   return StatusOk;
@@ -74,10 +72,8 @@ qelStatus ClippedTriangles(KDCostContext* c, const float* vertices, const int32_
       array[k] = point;
     }
     if (!Fits(pool, 1)) return StatusAllocFailed;
-    KDTriangleRef& ref = pool.base[pool.cursor++];
-    ref.key = (static_cast<uint32_t>(t) << kKDIndexShift) | static_cast<uint32_t>(count);
-    ref.extremes = KDPolygonExtremes(array, count);
-    ref.polygon = array;
+    KDSetReference(&pool.base[pool.cursor++],
+                   (static_cast<uint32_t>(t) << kKDIndexShift) | static_cast<uint32_t>(count), array, count);
   }
   return StatusOk;
 }

@@ -15,6 +15,10 @@ struct KDTriangleRef {
   // `key & 31` points in cyclic order, each three floats, in the caller's
   // vertex array or in the builder's clip pool.
   const float** polygon;
+  // The coordinates `extremes` points at: least x, y, z, then greatest x,
+  // y, z.  Kept beside it so that the search reads them without going
+  // through the polygon's points.
+  float bounds[6];
 };
 
 constexpr uint32_t kKDVertexCountMask = 31;
@@ -32,13 +36,8 @@ inline int32_t KDLeastVertex(uint32_t extremes, int axis) {
   return static_cast<int32_t>((extremes >> (15 + 5 * axis)) & 31u);
 }
 
-inline float KDRefLeast(const KDTriangleRef& ref, int axis) {
-  return ref.polygon[KDLeastVertex(ref.extremes, axis)][axis];
-}
-
-inline float KDRefGreatest(const KDTriangleRef& ref, int axis) {
-  return ref.polygon[KDGreatestVertex(ref.extremes, axis)][axis];
-}
+inline float KDRefLeast(const KDTriangleRef& ref, int axis) { return ref.bounds[axis]; }
+inline float KDRefGreatest(const KDTriangleRef& ref, int axis) { return ref.bounds[axis + 3]; }
 
 // The extremes word of a polygon.  Among vertices with equal coordinates
 // the earliest one wins, for the least as for the greatest, so the
@@ -56,4 +55,15 @@ inline uint32_t KDPolygonExtremes(const float* const* points, int32_t count) {
     word |= static_cast<uint32_t>(least) << (15 + 5 * axis);
   }
   return word;
+}
+
+// Fills a reference for `polygon` of `count` points.
+inline void KDSetReference(KDTriangleRef* ref, uint32_t key, const float** polygon, int32_t count) {
+  ref->key = key;
+  ref->polygon = polygon;
+  ref->extremes = KDPolygonExtremes(polygon, count);
+  for (int axis = 0; axis < 3; ++axis) {
+    ref->bounds[axis] = polygon[KDLeastVertex(ref->extremes, axis)][axis];
+    ref->bounds[axis + 3] = polygon[KDGreatestVertex(ref->extremes, axis)][axis];
+  }
 }

@@ -26,9 +26,7 @@ struct PolygonSoup {
       arrays.back()[v] = points.back().data();
     }
     KDTriangleRef r;
-    r.key = (uint32_t(refs.size()) << kKDIndexShift) | uint32_t(n);
-    r.polygon = arrays.back().get();
-    r.extremes = KDPolygonExtremes(r.polygon, n);
+    KDSetReference(&r, (uint32_t(refs.size()) << kKDIndexShift) | uint32_t(n), arrays.back().get(), n);
     refs.push_back(r);
     polygons.push_back(polygon);
   }
