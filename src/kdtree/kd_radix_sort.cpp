@@ -81,17 +81,24 @@ void SortBucket(Word* keys, Word* spare, int32_t begin, int32_t end, int bits) {
   for (int32_t k = 0; k < count; ++k) out[k] = FromKey(from[k]);
 }
 
-// Long lists: one scatter by the top 11 bits, then each bucket, small
-// enough to stay in the cache, on its own.  Scattering a long list through
-// 2048 far-apart streams three times costs more than the extra bookkeeping.
+// Long lists: one scatter by the 11 highest bits in which the keys differ,
+// then each bucket, small enough to stay in the cache, on its own.
+// Scattering a long list through 2048 far-apart streams three times costs
+// more than the extra bookkeeping.
 void SortLong(Word* keys, Word* spare, int32_t count) {
-  uint32_t starts[kDigitCount];
-  std::memset(starts, 0, sizeof starts);
+  uint32_t least = 0xFFFFFFFFu, greatest = 0;
   for (int32_t k = 0; k < count; ++k) {
     const uint32_t key = ToKey(keys[k]);
     keys[k] = key;
-    ++starts[key >> 21];
+    least = key < least ? key : least;
+    greatest = key > greatest ? key : greatest;
   }
+  const uint32_t differ = least ^ greatest;
+  const int top = differ == 0 ? 0 : 31 - __builtin_clz(differ);  // highest differing bit
+  const int shift = top >= 11 ? top - 10 : 0;
+  uint32_t starts[kDigitCount];
+  std::memset(starts, 0, sizeof starts);
+  for (int32_t k = 0; k < count; ++k) ++starts[(static_cast<uint32_t>(keys[k]) >> shift) & 0x7FFu];
   uint32_t bounds[kDigitCount + 1];
   uint32_t sum = 0;
   for (int d = 0; d < kDigitCount; ++d) {
@@ -103,14 +110,15 @@ void SortLong(Word* keys, Word* spare, int32_t count) {
   for (int32_t k = 0; k < count; ++k) {
     __builtin_prefetch(keys + k + kPrefetchAhead);
     const uint32_t key = keys[k];
-    spare[starts[key >> 21]++] = key;
+    spare[starts[(key >> shift) & 0x7FFu]++] = key;
   }
-  // The buckets now lie in spare; each is sorted back into keys.
+  // The buckets now lie in spare, in order; each is sorted back into keys
+  // by the bits below the bucket's.
   for (int d = 0; d < kDigitCount; ++d) {
     const int32_t begin = static_cast<int32_t>(bounds[d]), end = static_cast<int32_t>(bounds[d + 1]);
     if (begin == end) continue;
     std::memcpy(keys + begin, spare + begin, sizeof(uint32_t) * static_cast<size_t>(end - begin));
-    SortBucket(keys, spare, begin, end, 21);
+    SortBucket(keys, spare, begin, end, shift);
   }
 }
 

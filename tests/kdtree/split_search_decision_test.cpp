@@ -173,9 +173,12 @@ TEST(RadixSort, SameOrderAsTheQuicksortUpToSignedZeros) {
 
 TEST(RadixSort, ShortFormSortsLikeTheLongOne) {
   qt::Rng rng(6);
-  for (int32_t count : {1, 2, 47, 48, 100, 320, 5000, 70000}) {
+  for (int32_t count : {1, 2, 47, 48, 100, 320, 5000, 70000, 70001}) {
     std::vector<float> a(count), b, scratch(count);
-    for (float& x : a) x = rng.Chance(0.1) ? -0.0f : rng.Special(-1e3f, 1e3f);
+    // Wide values with specials, or a node's narrow range with repeats.
+    const bool narrow = count > 1000 && rng.Chance(0.5);
+    for (float& x : a)
+      x = narrow ? 1.2f + 0.001f * float(rng.Int(0, 300)) : rng.Chance(0.1) ? -0.0f : rng.Special(-1e3f, 1e3f);
     b = a;
     localRadixSortShort32f(a.data(), scratch.data(), count);
     localRadixSort32f(b.data(), scratch.data(), count);
