@@ -235,8 +235,6 @@ typedef struct qelrKDTreeBuildParams {
  * During the build: StatusNoMemory when the budget is below the scene's
  * need or the final block cannot be allocated, StatusAllocFailed when the
  * budget runs out, StatusBuildMismatch on an inconsistent split.
- * Currently: KDTreeModeCost passes the checks above and is then refused
- * with StatusBadArgument, until the cost-driven builder is in place.
  * KDTreeModeSimple reads neither vertices nor triangles: its tree is one
  * list leaf of all triangles in the caller's order. */
 QELR_API qelStatus qelrKDTreeBuildAlloc(qelrKDNode** tree,

@@ -34,10 +34,7 @@ extern "C" qelStatus qelrKDTreeBuildAlloc_impl(qelrKDNode** tree, const float* v
     if (params->qualityLevel > 1.0f) return StatusOutOfRange;
     if ((params->memoryLimit << 19) < kLeastHalfBudget) return StatusNoMemory;
     const uint32_t byteLimit = params->memoryLimit << 20;  // may wrap to a small value
-    (void)byteLimit;
-    // The cost-driven builder goes here, in place of the refusal below:
-    // return ownKDBuildCost(tree, vertices, triangles, vertexCount, triangleCount, treeSize, params, byteLimit);
-    return StatusBadArgument;
+    return ownKDBuildCost(tree, vertices, triangles, vertexCount, triangleCount, treeSize, params, byteLimit);
   }
 
   return StatusBadArgument;
