@@ -114,7 +114,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
 
   bool sameReferences = false;  // as the node searched last, after an empty cut
   for (;;) {
-    // 1. Whatever the last subtree left in the pools is given up.  (A
+    // Whatever the last subtree left in the pools is given up.  (A
     // frame's cursors were the pools' own cursors once, so they always lie
     // inside the pools.)
     c->refPool.cursor = frame.refCursor;
@@ -124,14 +124,14 @@ qelStatus localKDGrowTree(KDCostContext* c) {
     const int32_t count = node->value.count;
     qelrSplitDecision decision;
     decision.axis = -1;
-    // 2-3. Depth limit, then the search's verdict.
+    // The depth limit, then the search's verdict.
     if (frame.depth != c->depthLimit)
       localFindBestSplit(&c->events, work, count, frame.box, c->qualityScale, sameReferences,
                          &decision);
     sameReferences = false;
 
     if (decision.axis >= 0) {
-      // 4. The node becomes interior; both children start as copies of it.
+      // The node becomes interior; both children start as copies of it.
       KDBuildNode* pair =
           static_cast<KDBuildNode*>(localKDChunkRequest(c, &c->nodeChunks, 1, &status));
       if (pair == nullptr) return status;
@@ -143,7 +143,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
       node->target = pair;
       ++frame.depth;
 
-      // 5. An empty side: its child is an empty leaf and the walk goes on
+      // An empty side: its child is an empty leaf and the walk goes on
       // in the other child with the same references.
       if (decision.leftCount == 0 || decision.rightCount == 0) {
         const bool leftEmpty = decision.leftCount == 0;
@@ -159,7 +159,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
         continue;
       }
 
-      // 6. Both sides: the first child waits on the stack with its list
+      // Both sides: the first child waits on the stack with its list
       // reserved at the pool's cursor; the walk goes on in the second.
       const uint32_t c0 = c->refPool.cursor;
       WorkFrame& saved = stack[stacked];
@@ -198,7 +198,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
       continue;
     }
 
-    // 7. A leaf; then the next waiting first child, if any.
+    // A leaf; then the next waiting first child, if any.
     status = MakeLeaf(c, node, work);
     if (status != StatusOk) return status;
     if (stacked == 0) return StatusOk;
