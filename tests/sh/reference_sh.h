@@ -6,16 +6,11 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
-namespace ref {
+#include "test_util.h"
 
-inline float FloatBits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
+namespace ref {
 
 inline int Index(int l, int m) {
   return l * l + l + m;
@@ -35,9 +30,9 @@ inline Tables RecurrenceTables(int order) {
   const int entries = (order + 1) * (order + 2) / 2;
   t.a.assign(entries < 3 ? 3 : entries, 0.0f);
   t.b.assign(entries, 0.0f);
-  t.a[0] = FloatBits(0x3E906EBB);
-  t.a[1] = FloatBits(0x3EFA2A1D);
-  t.a[2] = FloatBits(0xBEFA2A1D);
+  t.a[0] = qt::FromBits(0x3E906EBB);
+  t.a[1] = qt::FromBits(0x3EFA2A1D);
+  t.a[2] = qt::FromBits(0xBEFA2A1D);
   for (int l = 2; l <= order; ++l) {
     const double dl = l;
     t.a[Row(l) + l] = static_cast<float>(-std::sqrt(double(2 * l + 1) / double(2 * l)));

@@ -1,5 +1,4 @@
 // The state: its size, its checks and the block that qelrSHInit_32f writes.
-#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -13,15 +12,12 @@ constexpr uint8_t kFill = 0xA5;
 TEST(SHState, Sizes) {
   struct Case {
     uint32_t order;
-    int32_t mode;
-    int32_t bytes;
+    int32_t mode, bytes;
   };
-  const Case cases[] = {
-      {0, SHModeClosedForm, 32},    {15, SHModeClosedForm, 32},  // the header alone
-      {0, SHModeRecurrence, 64},    {1, SHModeRecurrence, 64},   // rounding leaves room for rows 0 and 1
-      {3, SHModeRecurrence, 128},   {15, SHModeRecurrence, 1120},
-      {16, SHModeRecurrence, 1280},  // no order limit at this stage
-  };
+  const Case cases[] = {{0, SHModeClosedForm, 32}, {15, SHModeClosedForm, 32},  // the header alone
+                        {0, SHModeRecurrence, 64}, {1, SHModeRecurrence, 64},   // room for rows 0 and 1
+                        {3, SHModeRecurrence, 128}, {15, SHModeRecurrence, 1120},
+                        {16, SHModeRecurrence, 1280}};  // no order limit at this stage
   for (const Case& c : cases) {
     int32_t size = -1;
     EXPECT_EQ(qelrSHGetSize_32f(c.order, c.mode, &size), StatusOk);
@@ -29,22 +25,24 @@ TEST(SHState, Sizes) {
   }
 }
 
-TEST(SHState, SizeChecksInOrder) {
-  int32_t size = 12345;
-  EXPECT_EQ(qelrSHGetSize_32f(99, 7, nullptr), StatusNullPointer);
-  EXPECT_EQ(qelrSHGetSize_32f(99, 2, &size), StatusBadOrder);  // mode before order
-  EXPECT_EQ(qelrSHGetSize_32f(0, -1, &size), StatusBadOrder);
-  EXPECT_EQ(qelrSHGetSize_32f(16, SHModeClosedForm, &size), StatusBadSize);
-  EXPECT_EQ(size, 12345);
-}
-
-TEST(SHState, InitFailuresLeaveTheBlockAlone) {
+// Both functions test the mode before the order; neither writes on failure.
+TEST(SHState, ChecksInOrderAndNothingWritten) {
+  struct Case {
+    uint32_t order;
+    int32_t mode;
+    qelStatus status;
+  };
+  const Case cases[] = {{99, 2, StatusBadOrder}, {0, -1, StatusBadOrder}, {16, SHModeClosedForm, StatusBadSize}};
   std::vector<uint8_t> block(256, kFill);
   auto* state = reinterpret_cast<qelrSHState*>(block.data());
+  int32_t size = 12345;
+  EXPECT_EQ(qelrSHGetSize_32f(99, 7, nullptr), StatusNullPointer);
   EXPECT_EQ(qelrSHInit_32f(nullptr, 3, 2), StatusNullPointer);
-  EXPECT_EQ(qelrSHInit_32f(state, 3, 2), StatusBadOrder);
-  EXPECT_EQ(qelrSHInit_32f(state, 99, -5), StatusBadOrder);
-  EXPECT_EQ(qelrSHInit_32f(state, 16, SHModeClosedForm), StatusBadSize);
+  for (const Case& c : cases) {
+    EXPECT_EQ(qelrSHGetSize_32f(c.order, c.mode, &size), c.status) << "order " << c.order << " mode " << c.mode;
+    EXPECT_EQ(qelrSHInit_32f(state, c.order, c.mode), c.status) << "order " << c.order << " mode " << c.mode;
+  }
+  EXPECT_EQ(size, 12345);
   for (uint8_t b : block)
     ASSERT_EQ(b, kFill);
 }
@@ -57,18 +55,17 @@ TEST(SHState, ClosedFormWritesOnlyItsHeader) {
   EXPECT_EQ(state->mode, SHModeClosedForm);
   EXPECT_EQ(state->recurA, nullptr);
   EXPECT_EQ(state->recurB, nullptr);
-  for (int i = 0; i < 16; ++i)
-    EXPECT_EQ(block[i], kFill);
-  for (int i = 16 + 24; i < 16 + 32; ++i)
-    EXPECT_EQ(block[i], 0);  // cleared padding of the header
-  for (int i = 16 + 32; i < 128; ++i)
-    EXPECT_EQ(block[i], kFill);
+  for (int i = 0; i < 128; ++i) {  // the header's padding (bytes 24..31) is cleared
+    if (i >= 16 && i < 16 + 24)
+      continue;
+    EXPECT_EQ(block[i], i < 16 + 32 && i >= 16 ? 0 : kFill) << "byte " << i;
+  }
 }
 
 // The whole block, byte by byte, for orders 0..20 and every 4-byte offset
 // from a 16-byte boundary: the tables' places, their entries, zeros
-// everywhere else in the block, and nothing written beyond it except the
-// up to 15 bytes by which an unaligned block is overrun.
+// elsewhere, and nothing written beyond except the up to 15 bytes by which
+// an unaligned block is overrun.
 TEST(SHState, RecurrenceBlockMatchesTheReference) {
   for (uint32_t order = 0; order <= 20; ++order) {
     for (size_t offset : {0, 4, 8, 12}) {
@@ -79,8 +76,7 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
       uint8_t* aligned =
           reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(storage.data()) + 63) & ~uintptr_t(63));
       uint8_t* start = aligned + offset;
-      auto* state = reinterpret_cast<qelrSHState*>(start);
-      ASSERT_EQ(qelrSHInit_32f(state, order, SHModeRecurrence), StatusOk);
+      ASSERT_EQ(qelrSHInit_32f(reinterpret_cast<qelrSHState*>(start), order, SHModeRecurrence), StatusOk);
 
       const size_t entries = (order + 1) * (order + 2) / 2;
       uint8_t* tableA = aligned + (offset ? 16 : 0) + 32;
@@ -92,10 +88,9 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
       ASSERT_EQ(reinterpret_cast<uint8_t*>(header.recurA), tableA);
       ASSERT_EQ(reinterpret_cast<uint8_t*>(header.recurB), tableB);
 
-      // Expected image: the block cleared, then the entries that are
-      // written: all of recurA (rows 0 and 1 even where they spill past a
-      // table of one entry) and recurB's (l, m < l) from row 2.  The zeros
-      // of recurB come from the clearing alone, so past the end of an
+      // The block cleared, then all of recurA (rows 0 and 1 even where they
+      // spill past a table of one entry) and recurB's (l, m < l) from row 2.
+      // recurB's zeros come from the clearing alone, so past the end of an
       // unaligned block they are not there.
       const ref::Tables t = ref::RecurrenceTables(int(order));
       std::vector<uint8_t> expected(storage.size(), kFill);
@@ -109,28 +104,6 @@ TEST(SHState, RecurrenceBlockMatchesTheReference) {
         ASSERT_EQ(storage[i], expected[i]) << "byte " << ptrdiff_t(i - base - offset) << " of the block";
     }
   }
-}
-
-TEST(SHState, TableProperties) {
-  const ref::Tables t = ref::RecurrenceTables(15);
-  sht::State state(15, SHModeRecurrence);
-  for (int l = 2; l <= 15; ++l) {
-    // (l, l-1) of recurA is sqrt(2l+1) up to rounding; recurB there is -0.
-    const float a = state.get()->recurA[ref::Row(l) + l - 1];
-    EXPECT_NEAR(a, std::sqrt(float(2 * l + 1)), 2e-7f * a) << "l " << l;
-    EXPECT_EQ(qt::Bits(state.get()->recurB[ref::Row(l) + l - 1]), 0x80000000u) << "l " << l;
-    EXPECT_EQ(qt::Bits(state.get()->recurB[ref::Row(l) + l]), 0u) << "l " << l;
-  }
-  EXPECT_EQ(qt::Bits(t.a[0]), 0x3E906EBBu);
-}
-
-TEST(SHState, InitAgainOverwrites) {
-  sht::State state(15, SHModeRecurrence);
-  ASSERT_EQ(qelrSHInit_32f(state.get(), 4, SHModeClosedForm), StatusOk);
-  EXPECT_EQ(state.get()->order, 4u);
-  EXPECT_EQ(state.get()->mode, SHModeClosedForm);
-  EXPECT_EQ(state.get()->recurA, nullptr);
-  EXPECT_EQ(state.get()->recurB, nullptr);
 }
 
 }  // namespace

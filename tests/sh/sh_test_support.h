@@ -16,13 +16,10 @@ class State {
     int32_t size = 0;
     EXPECT_EQ(qelrSHGetSize_32f(order, mode, &size), StatusOk);
     storage_.assign(size + 64, 0);
-    uintptr_t base = (reinterpret_cast<uintptr_t>(storage_.data()) + 15) & ~uintptr_t(15);
-    state_ = reinterpret_cast<qelrSHState*>(base + offset);
+    state_ = reinterpret_cast<qelrSHState*>(((reinterpret_cast<uintptr_t>(storage_.data()) + 15) & ~uintptr_t(15)) + offset);
     EXPECT_EQ(qelrSHInit_32f(state_, order, mode), StatusOk);
   }
   State(const State&) = delete;
-  State& operator=(const State&) = delete;
-  qelrSHState* get() { return state_; }
   operator const qelrSHState*() const { return state_; }
 
  private:
@@ -49,6 +46,11 @@ inline ::testing::AssertionResult SameValues(const float* expected, const float*
 
 struct Directions {
   std::vector<float> x, y, z;
+  void Add(float a, float b, float c) {
+    x.push_back(a);
+    y.push_back(b);
+    z.push_back(c);
+  }
 };
 
 // Random unit vectors, and with `specials` now and then a zero, infinity,
@@ -67,9 +69,7 @@ inline Directions RandomDirections(qt::Rng& rng, int n, bool specials = false) {
       c = float(c / std::sqrt(norm));
     if (specials && rng.Chance(0.3))
       v[rng.Int(0, 2)] = rng.Special(-2.0f, 2.0f);
-    d.x.push_back(v[0]);
-    d.y.push_back(v[1]);
-    d.z.push_back(v[2]);
+    d.Add(v[0], v[1], v[2]);
   }
   return d;
 }
