@@ -106,15 +106,15 @@ TEST(SHBasis, AllMethodsFollowTheDefiningFormula) {
       ASSERT_EQ(qelrSHBand_32f(x, y, z, 1, band + l * l, l), StatusOk);
     for (int l = 0; l <= 15; ++l)
       for (int m = -l; m <= l; ++m) {
-        SCOPED_TRACE(::testing::Message() << "l " << l << " m " << m << " at (" << *x << ", " << *y << ", " << *z << ")");
+        const auto where = [&] { return ::testing::Message() << "l " << l << " m " << m << " sample " << i; };
         const exact::Value e = exact::Y(l, m, *x, *y, *z);
         const int k = ref::Index(l, m);
         const long double allowed = unit * std::fabs(e.y) + 32 * unit * e.magnitude;
-        ASSERT_LE(std::fabs(sh[k] - e.y), allowed) << "qelrSH_32f closed forms";
-        ASSERT_LE(std::fabs(band[k] - e.y), allowed) << "qelrSHBand_32f";
+        ASSERT_LE(std::fabs(sh[k] - e.y), allowed) << "qelrSH_32f closed forms, " << where();
+        ASSERT_LE(std::fabs(band[k] - e.y), allowed) << "qelrSHBand_32f, " << where();
         if (i >= 1500)
           continue;
-        ASSERT_LE(std::fabs(rec[k] - e.y), 64 * unit * std::sqrt((2 * l + 1) / (4 * pi))) << "recurrence";
+        ASSERT_LE(std::fabs(rec[k] - e.y), 64 * unit * std::sqrt((2 * l + 1) / (4 * pi))) << "recurrence, " << where();
       }
   }
 }

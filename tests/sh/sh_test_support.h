@@ -16,7 +16,8 @@ class State {
     int32_t size = 0;
     EXPECT_EQ(qelrSHGetSize_32f(order, mode, &size), StatusOk);
     storage_.assign(size + 64, 0);
-    state_ = reinterpret_cast<qelrSHState*>(((reinterpret_cast<uintptr_t>(storage_.data()) + 15) & ~uintptr_t(15)) + offset);
+    const uintptr_t aligned = (reinterpret_cast<uintptr_t>(storage_.data()) + 15) & ~uintptr_t(15);
+    state_ = reinterpret_cast<qelrSHState*>(aligned + offset);
     EXPECT_EQ(qelrSHInit_32f(state_, order, mode), StatusOk);
   }
   State(const State&) = delete;
