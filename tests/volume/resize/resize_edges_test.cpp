@@ -1,10 +1,15 @@
-// Cases that random parameters seldom reach: the rounding constants of the
-// 8u and 16u chains, identity resizes, extreme layouts and large teams.
+// Cases that random parameters seldom reach, each run for the three sample
+// types through the same harness as the random cases.
 #include <gtest/gtest.h>
+
+#include <vector>
 
 #include "resize_harness.h"
 
 namespace {
+
+const int32_t kAllCodes[] = {InterNearest, InterLinear, InterCubic, InterCubicBSpline, InterCubicCatmullRom,
+                             InterCubicB05C03};
 
 rt::Case Cube(int32_t n, int32_t code) {
   rt::Case c;
@@ -15,113 +20,74 @@ rt::Case Cube(int32_t n, int32_t code) {
   return c;
 }
 
-// Factor 1 with a shift just short of half a sample gives the fraction
-// 0.49999997 on one axis: a sample halfway between 0 and 1 then lands just
-// below 0.5, and only the rounding constant 0.5000001 (in float for the
-// interior, in double for the frame) brings it to 1.
-TEST(ResizeLinearEdges, RoundingConstantOf16uChainsPerAxis) {
+std::vector<rt::Case> EdgeCases() {
+  std::vector<rt::Case> cases;
   for (int axis = 0; axis < 3; ++axis) {
+    // A fraction of 0.49999997 between samples 0 and 1: only the 16u
+    // constant 0.5000001 (float inside, double in the frame) rounds it to 1.
     rt::Case c = Cube(7, InterLinear);
     c.valueRange = 1;
     c.shift[axis] = -0.49999997;
-    EXPECT_TRUE(rt::RunCase<uint16_t>(c, 100 + axis)) << "axis " << axis;
-  }
-}
-
-// A fraction a hair below a quarter still makes the 14-bit weight 4096,
-// thanks to the 1e-7 added before truncation.
-TEST(ResizeLinearEdges, FixedWeightKeepsAStepJustBelowIt) {
-  for (int axis = 0; axis < 3; ++axis) {
-    rt::Case c = Cube(7, InterLinear);
+    cases.push_back(c);
+    // A hair below a quarter still makes the 14-bit weight 4096 (the 1e-7).
+    c = Cube(7, InterLinear);
     c.shift[axis] = -0.249999999999;
-    EXPECT_TRUE(rt::RunCase<uint8_t>(c, 200 + axis)) << "axis " << axis;
+    cases.push_back(c);
   }
-}
-
-// Factor 1, shift 0 and equal regions: every path passes samples through,
-// 8u as value times 64 and back.
-TEST(ResizeLinearEdges, IdentityCopiesEveryType) {
-  for (int32_t code : {InterNearest, InterLinear}) {
-    rt::Case c = Cube(9, code);
-    EXPECT_TRUE(rt::RunCase<uint8_t>(c, 300));
-    EXPECT_TRUE(rt::RunCase<uint16_t>(c, 301));
-    EXPECT_TRUE(rt::RunCase<float>(c, 302));
-  }
-}
-
-// Wide rows reach every block length of the row kernels and their tails.
-TEST(ResizeLinearEdges, WideRowsUpAndDown) {
-  const double factors[] = {2.0, 0.5, 1.37, 0.77};
-  int n = 0;
-  for (double f : factors)
-    for (int32_t width : {37, 64, 71}) {
-      rt::Case c;
-      c.vol = {width, 5, 4};
-      c.srcVoi = {0, 0, 0, width, 5, 4};
-      c.factor[0] = f;
-      c.factor[1] = 1.5;
-      c.factor[2] = 1.5;
-      c.dstVoi = {0, 0, 0, int32_t(width * f) + 1, 8, 6};
-      c.rowPad = n % 3;
-      EXPECT_TRUE(rt::RunCase<uint8_t>(c, 400 + n));
-      EXPECT_TRUE(rt::RunCase<uint16_t>(c, 500 + n));
-      EXPECT_TRUE(rt::RunCase<float>(c, 600 + n));
-      ++n;
-    }
-}
-
-// A plane step of 0 reads one plane for all; the pair stays as it is after
-// the first destination plane.  A negative step reverses every passing test.
-TEST(ResizeLinearEdges, ZeroAndNegativePlaneSteps) {
-  for (auto steps : {rt::PlaneSteps::Zero, rt::PlaneSteps::Negative}) {
-    rt::Case c = Cube(6, InterLinear);
-    c.factor[2] = 2.5;
-    c.factor[0] = 0.6;
-    c.dstVoi = {0, 0, 0, 4, 6, 15};
-    c.srcPlanes = steps;
-    c.dstReversed = true;
-    EXPECT_TRUE(rt::RunCase<float>(c, 700));
-    EXPECT_TRUE(rt::RunCase<uint8_t>(c, 701));
-  }
-}
-
-// The threaded worker: the same result for any team, including one larger
-// than the box's depth, where every slab but the last is empty.
-TEST(ResizeThreads, ResultDoesNotDependOnTheTeam) {
-  for (int32_t code : {InterNearest, InterLinear}) {
-    for (int32_t threads : {1, 2, 3, 5, 17}) {
+  for (int32_t code : kAllCodes) {
+    cases.push_back(Cube(9, code));  // identity
+    // One team for any size, including more threads than planes.
+    for (int32_t threads : {2, 3, 5, 17}) {
       rt::Case c = Cube(10, code);
-      c.factor[0] = 1.7;
-      c.factor[1] = 2.0;
-      c.factor[2] = 1.6;  // 16 planes
+      c.factor[0] = 1.7, c.factor[1] = 2.0, c.factor[2] = 1.6;  // 16 planes
       c.shift[2] = 0.3;
       c.dstVoi = {0, 0, 0, 17, 20, 16};
       c.threads = threads;
       c.bufferOffset = size_t(threads);
-      EXPECT_TRUE(rt::RunCase<float>(c, 800)) << threads << " threads";
+      cases.push_back(c);
     }
   }
-  standinSetNumThreads(1);
-}
-
-}  // namespace
-
-namespace {
-
-// Planes without a z blend write their edges straight to the destination,
-// so an upscale far beyond the edge frames' room still gives exact results
-// when every destination plane reads one source plane.
-TEST(ResizeLinearEdges, LargeUpscaleOfPlanesWithoutZBlend) {
+  // Wide rows reach every block length of the row kernels and their tails.
+  int n = 0;
+  for (double f : {2.0, 0.5, 1.37, 0.77})
+    for (int32_t width : {37, 64, 71}) {
+      rt::Case c;
+      c.code = n % 3 == 2 ? InterCubicCatmullRom : InterLinear;
+      c.vol = {width, 5, 4};
+      c.srcVoi = {0, 0, 0, width, 5, 4};
+      c.factor[0] = f, c.factor[1] = 1.5, c.factor[2] = 1.5;
+      c.dstVoi = {0, 0, 0, int32_t(width * f) + 1, 8, 6};
+      c.rowPad = n++ % 3;
+      cases.push_back(c);
+    }
+  // A zero plane step reads one plane for all; a negative one reverses them.
+  for (auto steps : {rt::PlaneSteps::Zero, rt::PlaneSteps::Negative}) {
+    rt::Case c = Cube(6, InterLinear);
+    c.factor[2] = 2.5, c.factor[0] = 0.6;
+    c.dstVoi = {0, 0, 0, 4, 6, 15};
+    c.srcPlanes = steps;
+    c.dstReversed = true;
+    cases.push_back(c);
+  }
+  // Planes without a z blend write their edges straight to the destination:
+  // an upscale far beyond the edge frames' room stays exact.
   rt::Case c;
   c.vol = {5, 4, 1};
   c.srcVoi = {0, 0, 0, 5, 4, 1};
-  c.factor[0] = 8;
-  c.factor[1] = 6.5;
-  c.factor[2] = 3;
+  c.factor[0] = 8, c.factor[1] = 6.5, c.factor[2] = 3;
   c.dstVoi = {0, 0, 0, 40, 26, 3};
-  EXPECT_TRUE(rt::RunCase<uint8_t>(c, 900));
-  EXPECT_TRUE(rt::RunCase<uint16_t>(c, 901));
-  EXPECT_TRUE(rt::RunCase<float>(c, 902));
+  cases.push_back(c);
+  return cases;
+}
+
+TEST(ResizeEdges, EveryTypeMatchesTheModels) {
+  const std::vector<rt::Case> cases = EdgeCases();
+  for (size_t n = 0; n < cases.size(); ++n) {
+    EXPECT_TRUE(rt::RunCase<uint8_t>(cases[n], 100 + n)) << "case " << n;
+    EXPECT_TRUE(rt::RunCase<uint16_t>(cases[n], 300 + n)) << "case " << n;
+    EXPECT_TRUE(rt::RunCase<float>(cases[n], 500 + n)) << "case " << n;
+  }
+  standinSetNumThreads(1);
 }
 
 }  // namespace
