@@ -1,11 +1,8 @@
-// Plain scalar model of the cubic volume resize, written from the stated
-// arithmetic sample by sample: every destination sample is computed on its
-// own from the source, with no reuse of rows or planes, so that the
-// library's sliding windows are checked rather than copied.
-//
-// The model does not reproduce what happens when a frame's bands outgrow
-// the frame's room in the scratch (upscales by more than about 10); tests
-// compare only the interior there.
+// Plain scalar model of the cubic volume resize, sample by sample: every
+// destination sample is computed on its own from the source, with no reuse of
+// rows or planes, so that the library's sliding windows are checked rather
+// than copied.  It does not reproduce frames whose bands outgrow their room
+// in the scratch (upscales by more than about 10), which tests avoid.
 #pragma once
 
 #include <emmintrin.h>
@@ -17,7 +14,6 @@
 
 namespace refcubic {
 
-// ---- weights ---------------------------------------------------------------
 
 inline double KernelNear(int code, double x) {
   switch (code) {
@@ -54,7 +50,6 @@ inline Weights4 Weights(int code, float t) {
   return {{Weight(code, u), Weight(code, 1.0f + u), Weight(code, u + 2.0f), Weight(code, u + 3.0f)}};
 }
 
-// ---- axes --------------------------------------------------------------------
 
 struct Axis {
   std::vector<int32_t> index;
@@ -81,7 +76,6 @@ inline Axis MapAxis(int code, int32_t first, int32_t n, double inv, double off, 
   return a;
 }
 
-// ---- rounding ----------------------------------------------------------------
 
 // Truncation as the processor does it: INT32_MIN for NaN and overflow.  The
 // empty asm keeps the compiler from folding a constant NaN its own way.
@@ -114,20 +108,14 @@ inline void StoreFrame(uint16_t* d, float s) {
 }
 inline void StoreFrame(float* d, float s) { *d = s; }
 
-// ---- the model ---------------------------------------------------------------
 
 // Source sample (plane z, row y, column x), addressed exactly as the library
 // addresses it, so that taps outside a tiny source read the same memory.
 template <typename T>
 struct Source {
-  const T* base = nullptr;           // contiguous layout
-  const T* const* planes = nullptr;  // planes by pointer
+  const T* const* planes = nullptr;  // indexable below 0 and past the depth
   int64_t step = 0;                  // samples
-  int64_t planeStep = 0;             // samples, contiguous layout
-  float At(int32_t z, int32_t y, int32_t x) const {
-    const T* plane = planes ? planes[z] : base + z * planeStep;
-    return static_cast<float>(plane[y * step + x]);
-  }
+  float At(int32_t z, int32_t y, int32_t x) const { return static_cast<float>(planes[z][y * step + x]); }
 };
 
 struct Problem {

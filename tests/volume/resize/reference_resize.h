@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -16,7 +17,6 @@ namespace ref {
 // Truncation toward zero, 32-bit, as the processor does it for values in range.
 inline int32_t Trunc(double v) { return static_cast<int32_t>(std::trunc(v)); }
 
-// -------------------------------------------------------------- geometry
 
 struct Geometry {
   qelStatus status = StatusOk;
@@ -80,7 +80,6 @@ inline Geometry Map(qelrVolume vol, qelrCuboid src, qelrCuboid dst, const double
   return g;
 }
 
-// ------------------------------------------------------------ positions
 
 inline int32_t NearestIndex(int32_t i, double inv, double off) {
   return Trunc((i + 0.5) * inv + (off - 1e-10));
@@ -106,7 +105,6 @@ inline Band BandOf(double pos, int32_t size) {
   return Band::Interior;
 }
 
-// ----------------------------------------------------------- volumes
 
 // A volume seen through the same addressing as the library's: samples are
 // found by plane, row step and column, so aliased or reversed planes read
@@ -118,7 +116,6 @@ struct View {
   T& At(int32_t x, int32_t y, int32_t z) const { return plane(z)[ptrdiff_t(y) * rowStep + x]; }
 };
 
-// ------------------------------------------------------------ nearest
 
 template <typename T>
 void Nearest(const View<const T>& src, const View<T>& dst, const Geometry& g) {
@@ -130,7 +127,6 @@ void Nearest(const View<const T>& src, const View<T>& dst, const Geometry& g) {
                                  NearestIndex(k, g.inv[2], g.off[2]));
 }
 
-// ------------------------------------------------------------- linear
 
 // The per-type arithmetic of the linear path.  "Plane" values are what a
 // source plane gives after x and y; Frame* for samples in the edge bands,
@@ -280,23 +276,6 @@ inline bool FrameFits(qelrVolume vol, const Geometry& g) {
   const int64_t hi = h - band[1][0] - band[1][1];
   const int64_t samples = (band[1][0] + band[1][1]) * w + (band[0][0] + band[0][1]) * hi;
   return samples <= 4 * (w + h);
-}
-
-// -------------------------------------------------------- scratch size
-
-inline int32_t BufSizePerThread(qelrCuboid dst, int32_t code) {
-  const int64_t W = dst.width, H = dst.height, D = dst.depth;
-  auto a16 = [](int64_t v) { return (v + 15) / 16 * 16; };
-  auto a64 = [](int64_t v) { return (v + 63) / 64 * 64; };
-  auto f64 = [](int64_t v) { return v / 64 * 64; };
-  const int64_t I = 4 * (a16(W) + a16(H) + a16(D));
-  const int64_t F = 4 * (a64(W) + a64(H) + a64(D));
-  if (code == 1) return int32_t(I + 64);
-  if (code == 2) return int32_t(I + F + 4 * (f64(2 * W + 127) + f64(8 * (W + H) + 127)) + 8 * H * a64(W) + 64);
-  return int32_t(I + F + 16 * H * a64(W) +
-                 4 * (f64(128 * (W + H) + 255) + f64(4 * W + 255) + f64(4 * W + 255) +
-                      f64(4 * H + 255) + f64(4 * D + 255)) +
-                 64);
 }
 
 }  // namespace ref
