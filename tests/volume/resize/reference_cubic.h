@@ -14,7 +14,6 @@
 
 namespace refcubic {
 
-
 inline double KernelNear(int code, double x) {
   switch (code) {
     case 4: return (x * 0.5 * x - x - 0.5) * x + 1.0;
@@ -50,7 +49,6 @@ inline Weights4 Weights(int code, float t) {
   return {{Weight(code, u), Weight(code, 1.0f + u), Weight(code, u + 2.0f), Weight(code, u + 3.0f)}};
 }
 
-
 struct Axis {
   std::vector<int32_t> index;
   std::vector<float> fraction;
@@ -75,7 +73,6 @@ inline Axis MapAxis(int code, int32_t first, int32_t n, double inv, double off, 
   }
   return a;
 }
-
 
 // Truncation as the processor does it: INT32_MIN for NaN and overflow.  The
 // empty asm keeps the compiler from folding a constant NaN its own way.
@@ -107,7 +104,6 @@ inline void StoreFrame(uint16_t* d, float s) {
   *d = static_cast<uint16_t>(Clamp(Trunc(static_cast<double>(s) + 0.5000001), 0, 65535));
 }
 inline void StoreFrame(float* d, float s) { *d = s; }
-
 
 // Source sample (plane z, row y, column x), addressed exactly as the library
 // addresses it, so that taps outside a tiny source read the same memory.

@@ -17,7 +17,6 @@ namespace ref {
 // Truncation toward zero, 32-bit, as the processor does it for values in range.
 inline int32_t Trunc(double v) { return static_cast<int32_t>(std::trunc(v)); }
 
-
 struct Geometry {
   qelStatus status = StatusOk;
   int32_t first[3] = {0, 0, 0};  // x, y, z: first destination sample
@@ -38,27 +37,20 @@ inline bool KnownCode(int32_t code) {
 inline Geometry Map(qelrVolume vol, qelrCuboid src, qelrCuboid dst, const double factor[3],
                     const double shift[3], int32_t code) {
   Geometry g;
-  if (vol.width < 1 || vol.height < 1 || vol.depth < 1 || BadCuboid(src) || BadCuboid(dst)) {
-    g.status = StatusBadSize;
+  auto fail = [&g](qelStatus status) {
+    g.status = status;
     return g;
-  }
+  };
+  if (vol.width < 1 || vol.height < 1 || vol.depth < 1 || BadCuboid(src) || BadCuboid(dst))
+    return fail(StatusBadSize);
   for (int a = 0; a < 3; ++a)
-    if (!(factor[a] > 0.0) && !std::isnan(factor[a])) {
-      g.status = StatusBadFactor;
-      return g;
-    }
-  if (!KnownCode(code)) {
-    g.status = StatusBadInterpolation;
-    return g;
-  }
+    if (!(factor[a] > 0.0) && !std::isnan(factor[a])) return fail(StatusBadFactor);
+  if (!KnownCode(code)) return fail(StatusBadInterpolation);
   const int32_t o[3] = {src.x, src.y, src.z}, n[3] = {src.width, src.height, src.depth};
   const int32_t S[3] = {vol.width, vol.height, vol.depth};
   const int32_t p[3] = {dst.x, dst.y, dst.z}, m[3] = {dst.width, dst.height, dst.depth};
   for (int a = 0; a < 3; ++a)
-    if (o[a] >= S[a]) {
-      g.status = StatusVoiOutside;
-      return g;
-    }
+    if (o[a] >= S[a]) return fail(StatusVoiOutside);
   for (int a = 0; a < 3; ++a) {
     double lo = o[a] * factor[a] + shift[a];
     if (lo < p[a]) lo = p[a];
@@ -69,17 +61,13 @@ inline Geometry Map(qelrVolume vol, qelrCuboid src, qelrCuboid dst, const double
     g.end[a] = Trunc(hi + 0.5000000001);
   }
   for (int a = 0; a < 3; ++a)
-    if (g.first[a] >= g.end[a]) {
-      g.status = StatusNoOverlap;
-      return g;
-    }
+    if (g.first[a] >= g.end[a]) return fail(StatusNoOverlap);
   for (int a = 0; a < 3; ++a) {
     g.inv[a] = 1.0 / factor[a];
     g.off[a] = (0.0 - shift[a]) / factor[a];
   }
   return g;
 }
-
 
 inline int32_t NearestIndex(int32_t i, double inv, double off) {
   return Trunc((i + 0.5) * inv + (off - 1e-10));
@@ -105,7 +93,6 @@ inline Band BandOf(double pos, int32_t size) {
   return Band::Interior;
 }
 
-
 // A volume seen through the same addressing as the library's: samples are
 // found by plane, row step and column, so aliased or reversed planes read
 // exactly what the library reads.
@@ -116,7 +103,6 @@ struct View {
   T& At(int32_t x, int32_t y, int32_t z) const { return plane(z)[ptrdiff_t(y) * rowStep + x]; }
 };
 
-
 template <typename T>
 void Nearest(const View<const T>& src, const View<T>& dst, const Geometry& g) {
   for (int32_t k = g.first[2]; k < g.end[2]; ++k)
@@ -126,7 +112,6 @@ void Nearest(const View<const T>& src, const View<T>& dst, const Geometry& g) {
                                  NearestIndex(j, g.inv[1], g.off[1]),
                                  NearestIndex(k, g.inv[2], g.off[2]));
 }
-
 
 // The per-type arithmetic of the linear path.  "Plane" values are what a
 // source plane gives after x and y; Frame* for samples in the edge bands,
@@ -154,35 +139,25 @@ struct LinearMath<uint8_t> {
 };
 
 // 16u: float arithmetic; the frame rounds in double, the interior in float.
-struct Math16u {
+template <>
+struct LinearMath<uint16_t> {
   using Weight = float;
   static Weight MakeWeight(double f) { return static_cast<float>(f); }
   static uint16_t Clamp(double v) {
     const int32_t t = Trunc(v);
     return uint16_t(t < 0 ? 0 : (t > 65535 ? 65535 : t));
   }
+  // Clamp(double(float sum) + double constant) or Clamp(float sum + float constant).
   static uint16_t Frame2D(uint16_t a, uint16_t b, Weight f) {
-    const float bracket = float(a) + (float(b) - float(a)) * f;
-    return Clamp(double(bracket) + 0.5000001);
+    return Clamp(double(float(a) + (float(b) - float(a)) * f) + 0.5000001);
   }
   static float Frame3D(uint16_t a, uint16_t b, Weight f) { return (1.0f - f) * float(a) + f * float(b); }
-  static uint16_t FrameZ(float a, float b, Weight f) {
-    const float bracket = a * (1.0f - f) + b * f;
-    return Clamp(double(bracket) + 0.5000001);
-  }
+  static uint16_t FrameZ(float a, float b, Weight f) { return Clamp(double(a * (1.0f - f) + b * f) + 0.5000001); }
   static float InnerX(uint16_t a, uint16_t b, Weight f) { return float(a) + (float(b) - float(a)) * f; }
-  static uint16_t InnerY2D(float a, float b, Weight f) {
-    const float v = a + (b - a) * f + 0.5000001f;
-    return Clamp(v);
-  }
+  static uint16_t InnerY2D(float a, float b, Weight f) { return Clamp(a + (b - a) * f + 0.5000001f); }
   static float InnerY3D(float a, float b, Weight f) { return a + (b - a) * f; }
-  static uint16_t InnerZ(float a, float b, Weight f) {
-    const float v = a * (1.0f - f) + b * f + 0.5000001f;
-    return Clamp(v);
-  }
+  static uint16_t InnerZ(float a, float b, Weight f) { return Clamp(a * (1.0f - f) + b * f + 0.5000001f); }
 };
-template <>
-struct LinearMath<uint16_t> : Math16u {};
 
 template <>
 struct LinearMath<float> {

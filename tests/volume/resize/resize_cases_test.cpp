@@ -34,7 +34,6 @@ TYPED_TEST(ResizeRandom, EveryCodeMatchesTheModels) {
     }
 }
 
-
 const int32_t kAllCodes[] = {InterNearest, InterLinear, InterCubic, InterCubicBSpline, InterCubicCatmullRom,
                              InterCubicB05C03};
 

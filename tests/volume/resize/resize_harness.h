@@ -46,15 +46,12 @@ struct Case {
 
   std::string Describe() const {
     std::ostringstream s;
-    const qelrCuboid& a = srcVoi;
-    const qelrCuboid& b = dstVoi;
-    s << "code " << code << " vol " << vol.width << "x" << vol.height << "x" << vol.depth << " src ("
-      << a.x << "," << a.y << "," << a.z << " " << a.width << "x" << a.height << "x" << a.depth << ") dst ("
-      << b.x << "," << b.y << "," << b.z << " " << b.width << "x" << b.height << "x" << b.depth << ") f "
-      << factor[0] << "," << factor[1] << "," << factor[2] << " sh " << shift[0] << "," << shift[1] << ","
-      << shift[2] << (planar ? " C1PV" : " C1V") << " planes " << int(srcPlanes) << " rowsrev "
-      << srcRowsReversed << " dstrev " << dstReversed << " pad " << rowPad << " junk " << stepJunk
-      << " threads " << threads;
+    for (const qelrCuboid& b : {qelrCuboid{0, 0, 0, vol.width, vol.height, vol.depth}, srcVoi, dstVoi})
+      s << "(" << b.x << "," << b.y << "," << b.z << " " << b.width << "x" << b.height << "x" << b.depth << ") ";
+    s << "code " << code << " f " << factor[0] << "," << factor[1] << "," << factor[2] << " sh " << shift[0]
+      << "," << shift[1] << "," << shift[2] << (planar ? " C1PV" : " C1V") << " planes " << int(srcPlanes)
+      << " rowsrev " << srcRowsReversed << " dstrev " << dstReversed << " pad " << rowPad << " junk "
+      << stepJunk << " threads " << threads;
     return s.str();
   }
 };
@@ -206,9 +203,7 @@ template <typename T>
     if constexpr (sizeof(T) == 4) what << qt::Show(want) << " vs " << qt::Show(got);
     else what << +want << " vs " << +got;
     return ::testing::AssertionFailure() << "destination sample " << s << " (expected vs got) " << what.str()
-                                         << "; box x " << g.first[0] << ".." << g.end[0] << " y " << g.first[1]
-                                         << ".." << g.end[1] << " z " << g.first[2] << ".." << g.end[2] << "; "
-                                         << c.Describe();
+                                         << "; volume, source, destination " << c.Describe();
   }
   return ::testing::AssertionSuccess();
 }
