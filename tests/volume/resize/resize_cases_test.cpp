@@ -49,14 +49,17 @@ rt::Case Cube(int32_t n, int32_t code) {
 std::vector<rt::Case> EdgeCases() {
   std::vector<rt::Case> cases;
   for (int axis = 0; axis < 3; ++axis) {
-    // A fraction of 0.49999997 between samples 0 and 1: only the 16u
-    // constant 0.5000001 (float inside, double in the frame) rounds it to 1.
-    rt::Case c = Cube(7, InterLinear);
-    c.valueRange = 1;
-    c.shift[axis] = -0.49999997;
-    cases.push_back(c);
+    // 16u rounding constants: 0 + 0.49999997 reaches 1 only through the
+    // 0.5000001; 1 + 0.49999988 reaches 2 when it is added in float (the
+    // interior), not in double (the frame).
+    for (double shift : {-0.49999997, -0.49999988}) {
+      rt::Case c = Cube(7, InterLinear);
+      c.valueRange = 2;
+      c.shift[axis] = shift;
+      cases.push_back(c);
+    }
     // A hair below a quarter still makes the 14-bit weight 4096 (the 1e-7).
-    c = Cube(7, InterLinear);
+    rt::Case c = Cube(7, InterLinear);
     c.shift[axis] = -0.249999999999;
     cases.push_back(c);
   }
@@ -112,6 +115,39 @@ TEST(ResizeEdges, EveryTypeMatchesTheModels) {
     EXPECT_TRUE(rt::RunCase<uint8_t>(cases[n], 100 + n)) << "case " << n;
     EXPECT_TRUE(rt::RunCase<uint16_t>(cases[n], 300 + n)) << "case " << n;
     EXPECT_TRUE(rt::RunCase<float>(cases[n], 500 + n)) << "case " << n;
+  }
+  standinSetNumThreads(1);
+}
+
+// Small-valued cubic cases (found by search) with frame sums such as
+// 1.4999999, which a float rounding would take to the next integer: the frame
+// rounds in double.
+TEST(ResizeEdges, CubicFramesRoundInDouble) {
+  struct Found {
+    int32_t code;
+    uint64_t seed;
+    qelrVolume vol;
+    qelrCuboid src, dst;
+    double f[3], sh[3];
+    bool rowsReversed, dstReversed;
+    int32_t pad, junk, threads, offset;
+  };
+  const Found found[] = {
+      {5, 16064, {5, 2, 5}, {0, 0, 0, 7, 4, 7}, {1, 0, 0, 6, 12, 21}, {1, 3.3133640289306641, 3},
+       {0, -1.000428318977356, -1.6063486337661743}, false, false, 0, 0, 1, 15},
+      {6, 15665, {5, 4, 7}, {1, 0, 3, 6, 2, 4}, {3, 0, 7, 20, 2, 8}, {3.3552002906799316, 0.75, 2},
+       {0, 0, 1.0790665149688721}, true, false, 3, 0, 3, 8},
+      {7, 12512, {1, 8, 4}, {0, 7, 0, 2, 2, 6}, {0, 3, 0, 2, 1, 11}, {1, 0.5, 1.761582612991333}, {0, 0, 0},
+       false, true, 2, 2, 3, 1}};
+  for (const Found& x : found) {
+    rt::Case c;
+    c.code = x.code, c.vol = x.vol, c.srcVoi = x.src, c.dstVoi = x.dst;
+    for (int a = 0; a < 3; ++a) c.factor[a] = x.f[a], c.shift[a] = x.sh[a];
+    c.srcPlanes = rt::PlaneSteps::Zero, c.valueRange = 2;
+    c.srcRowsReversed = x.rowsReversed, c.dstReversed = x.dstReversed;
+    c.rowPad = x.pad, c.stepJunk = x.junk, c.threads = x.threads, c.bufferOffset = size_t(x.offset);
+    EXPECT_TRUE(rt::RunCase<uint8_t>(c, x.seed));
+    EXPECT_TRUE(rt::RunCase<uint16_t>(c, x.seed));
   }
   standinSetNumThreads(1);
 }
