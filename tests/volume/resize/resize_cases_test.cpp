@@ -3,6 +3,7 @@
 // types and both layouts, then the cases random parameters seldom reach.
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "resize_harness.h"
@@ -123,31 +124,17 @@ TEST(ResizeEdges, EveryTypeMatchesTheModels) {
 // 1.4999999, which a float rounding would take to the next integer: the frame
 // rounds in double.
 TEST(ResizeEdges, CubicFramesRoundInDouble) {
-  struct Found {
-    int32_t code;
-    uint64_t seed;
-    qelrVolume vol;
-    qelrCuboid src, dst;
-    double f[3], sh[3];
-    bool rowsReversed, dstReversed;
-    int32_t pad, junk, threads, offset;
-  };
-  const Found found[] = {
-      {5, 16064, {5, 2, 5}, {0, 0, 0, 7, 4, 7}, {1, 0, 0, 6, 12, 21}, {1, 3.3133640289306641, 3},
-       {0, -1.000428318977356, -1.6063486337661743}, false, false, 0, 0, 1, 15},
-      {6, 15665, {5, 4, 7}, {1, 0, 3, 6, 2, 4}, {3, 0, 7, 20, 2, 8}, {3.3552002906799316, 0.75, 2},
-       {0, 0, 1.0790665149688721}, true, false, 3, 0, 3, 8},
-      {7, 12512, {1, 8, 4}, {0, 7, 0, 2, 2, 6}, {0, 3, 0, 2, 1, 11}, {1, 0.5, 1.761582612991333}, {0, 0, 0},
-       false, true, 2, 2, 3, 1}};
-  for (const Found& x : found) {
-    rt::Case c;
-    c.code = x.code, c.vol = x.vol, c.srcVoi = x.src, c.dstVoi = x.dst;
-    for (int a = 0; a < 3; ++a) c.factor[a] = x.f[a], c.shift[a] = x.sh[a];
-    c.srcPlanes = rt::PlaneSteps::Zero, c.valueRange = 2;
-    c.srcRowsReversed = x.rowsReversed, c.dstReversed = x.dstReversed;
-    c.rowPad = x.pad, c.stepJunk = x.junk, c.threads = x.threads, c.bufferOffset = size_t(x.offset);
-    EXPECT_TRUE(rt::RunCase<uint8_t>(c, x.seed));
-    EXPECT_TRUE(rt::RunCase<uint16_t>(c, x.seed));
+  const auto zero = rt::PlaneSteps::Zero;
+  const std::pair<rt::Case, uint64_t> found[] = {
+      {{{5, 2, 5}, {0, 0, 0, 7, 4, 7}, {1, 0, 0, 6, 12, 21}, {1, 3.3133640289306641, 3},
+        {0, -1.000428318977356, -1.6063486337661743}, 5, false, zero, false, false, 0, 0, 1, 15, 2}, 16064},
+      {{{5, 4, 7}, {1, 0, 3, 6, 2, 4}, {3, 0, 7, 20, 2, 8}, {3.3552002906799316, 0.75, 2},
+        {0, 0, 1.0790665149688721}, 6, false, zero, true, false, 3, 0, 3, 8, 2}, 15665},
+      {{{1, 8, 4}, {0, 7, 0, 2, 2, 6}, {0, 3, 0, 2, 1, 11}, {1, 0.5, 1.761582612991333}, {0, 0, 0}, 7, false,
+        zero, false, true, 2, 2, 3, 1, 2}, 12512}};
+  for (const auto& [c, seed] : found) {
+    EXPECT_TRUE(rt::RunCase<uint8_t>(c, seed));
+    EXPECT_TRUE(rt::RunCase<uint16_t>(c, seed));
   }
   standinSetNumThreads(1);
 }
