@@ -1,5 +1,6 @@
 // Eye-ray throughput of qelrIntersectEyeSO_32f on coherent primary rays of
-// the procedural scene: the packet path (aligned planes) and the single-ray
+// the procedural scene, through a simple tree (every ray tests every
+// triangle) and through a cost-driven tree: the packet path (aligned planes) and the single-ray
 // path (the same planes one float off alignment), in rays per second, and
 // the packet path's speed as a multiple of the single-ray path's.  Each
 // iteration renders the image on both paths back to back and times them in
@@ -59,8 +60,8 @@ struct EyeRayScene {
   float box[6];
   qelrSceneContext context;
 
-  explicit EyeRayScene(int32_t detail) : mesh(ProceduralScene::Make(detail)) {
-    qelrKDTreeBuildParams p = {KDTreeModeSimple, 0, 0.0f, 0, nullptr};
+  EyeRayScene(int32_t detail, uint32_t mode) : mesh(ProceduralScene::Make(detail)) {
+    qelrKDTreeBuildParams p = {mode, 24, 0.5f, 256, nullptr};
     int32_t size = 0;
     qelrKDTreeBuildAlloc(&tree, mesh.vertices.data(), mesh.triangles.data(), mesh.VertexCount(),
                          mesh.TriangleCount(), &size, &p);
@@ -97,16 +98,18 @@ struct EyeRayScene {
 };
 
 struct Summary {
-  int32_t detail, triangles;
+  const char* tree;
+  int32_t triangles;
   double packet, single, ratio;
 };
-// The last run of each detail: the benchmark library may call a function
+// The last run of each case: the benchmark library may call a function
 // several times while it settles the iteration count.
-std::map<int32_t, Summary> summaries;
+std::map<std::pair<int64_t, int64_t>, Summary> summaries;
 
 void BM_EyeRays(benchmark::State& state) {
   const int32_t detail = int32_t(state.range(0));
-  const EyeRayScene scene(detail);
+  const bool costTree = state.range(1) != 0;
+  const EyeRayScene scene(detail, costTree ? uint32_t(KDTreeModeCost) : uint32_t(KDTreeModeSimple));
   BlockPlanes packet(0), single(1);
   scene.CastEyeRays(packet);
   scene.CastEyeRays(single);
@@ -118,25 +121,32 @@ void BM_EyeRays(benchmark::State& state) {
     ratios.push_back(s / p);
   }
   const double rays = double(kWidth) * kHeight;
-  const Summary sum{detail, scene.mesh.TriangleCount(), rays / Median(packetTimes), rays / Median(singleTimes),
+  const Summary sum{costTree ? "cost-driven" : "simple", scene.mesh.TriangleCount(), rays / Median(packetTimes), rays / Median(singleTimes),
                     Median(ratios)};
   state.counters["triangles"] = sum.triangles;
   state.counters["packet rays/s"] = sum.packet;
   state.counters["single rays/s"] = sum.single;
   state.counters["packet/single"] = sum.ratio;
-  summaries[detail] = sum;
+  state.SetLabel(sum.tree);
+  summaries[{state.range(1), detail}] = sum;
 }
 
 }  // namespace
 
-BENCHMARK(BM_EyeRays)->Arg(2)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+// Detail of the scene (triangles grow with it), and the tree: 0 simple, 1
+// cost-driven.
+BENCHMARK(BM_EyeRays)
+    ->ArgsProduct({{2, 4, 8}, {0}})
+    ->ArgsProduct({{8, 16, 48}, {1}})
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(1.0);
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  for (const auto& [detail, s] : summaries)
-    std::printf("eye rays, %d triangles: packet %.3g rays/s, single %.3g rays/s, packet / single = %.2f\n",
-                s.triangles, s.packet, s.single, s.ratio);
+  for (const auto& [key, s] : summaries)
+    std::printf("eye rays, %d triangles, %s tree: packet %.3g rays/s, single %.3g rays/s, packet / single = %.2f\n",
+                s.triangles, s.tree, s.packet, s.single, s.ratio);
   benchmark::Shutdown();
   return 0;
 }
