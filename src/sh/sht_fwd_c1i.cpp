@@ -17,9 +17,7 @@ extern "C" qelStatus qelrSHTFwd_32f_C1I_impl(const float* x, const float* y, con
   alignas(16) float basis[kShtWorkFloats];
   for (int32_t i = 0; i < count; ++i) {
     shtDirectionBasis(x, y, z, i, basis, order, state);
-    // A value of exactly 1 leaves the basis as it is; exactly 0 clears it.
-    ownMulC32fInPlace(values[i], basis, n);
-    ownAdd32fInPlace(basis, coeffs, n);
+    shtAddScaledBasis(basis, values[i], coeffs, n);
   }
   return StatusOk;
 }

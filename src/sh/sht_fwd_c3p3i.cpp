@@ -18,13 +18,10 @@ extern "C" qelStatus qelrSHTFwd_32f_C3P3I_impl(const float* x, const float* y, c
 
   const int32_t n = shtCoefficientCount(order);
   alignas(16) float basis[kShtWorkFloats];
-  alignas(16) float scaled[kShtWorkFloats];
   for (int32_t i = 0; i < count; ++i) {
     shtDirectionBasis(x, y, z, i, basis, order, state);
-    for (int c = 0; c < 3; ++c) {
-      ownMulC32f(basis, values[3 * i + c], scaled, n);
-      ownAdd32fInPlace(scaled, coeffs[c], n);
-    }
+    const float v[3] = {values[3 * i], values[3 * i + 1], values[3 * i + 2]};
+    shtAddScaledBasis3(basis, v, coeffs, n);
   }
   return StatusOk;
 }
