@@ -1,16 +1,15 @@
-// Plain scalar models of the masked shading functions, one element at a time
-// and path by path, written from the stated arithmetic rather than from the
-// library's code.  Every operation is a single float operation rounded to 32
-// bits.  The models work on ordinary arrays; `at` tells them where the
-// library's operands sat (byte address modulo 16, one entry per array in
-// argument order, the three planes of a P3 operand in turn), from which they
-// choose the path as the library must.
+// Plain scalar models of the masked shading functions, one element at a
+// time, each operation a single float operation rounded to 32 bits.  `at`
+// holds where the library's operands sat (byte address modulo 16, one entry
+// per array in argument order, planes in turn); the models choose the path
+// from it as the library must.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
 #include "qelr.h"
+#include "test_util.h"
 
 namespace ref {
 
@@ -24,16 +23,8 @@ inline bool AlignedPath(const int* at, int first, int last, int32_t len) {
   return len % 4 == 0;
 }
 
-inline uint32_t Bits(float f) {
-  uint32_t u;
-  std::memcpy(&u, &f, 4);
-  return u;
-}
-inline float FromBits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
+using qt::Bits;
+using qt::FromBits;
 
 // A real multiplication even by -1 or +1, which a compiler would otherwise
 // turn into a sign operation (that leaves a signaling NaN signaling).

@@ -1,71 +1,52 @@
-// Test cases for the masked shading functions: the arrays of one call, each
-// at its own byte offset past a 16-byte boundary with guard words around it,
-// filled with seeded values and mask words, and the layouts that reach every
-// path.
+// The six shading exports as table rows, and the check that runs any
+// implementation of one against its scalar model over every length, layout
+// (each array at its own byte offset past a 16-byte boundary, guard words
+// around it) and mask kind.
 #pragma once
 
 #include <cmath>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "qelr.h"
+#include "reference_shading.h"
 #include "test_util.h"
 
 namespace shading_test {
 
-// The only NaN the random data holds is the one the processor itself
-// produces (0xFFC00000).  When two NaNs meet, which one survives depends on
-// the operand order the compiler picked, which no contract fixes; with a
-// single NaN pattern the result is the same either way.  NaNs with other
-// payloads are tested one at a time.
+// The only NaN the random data holds is the processor's own (0xFFC00000):
+// which of two NaNs survives depends on an operand order no contract fixes.
 inline float Value(qt::Rng& rng) {
   const float v = rng.Special();
   return std::isnan(v) ? qt::FromBits(0xFFC00000u) : v;
 }
 
-inline int32_t MaskWord(qt::Rng& rng, bool active) {
-  static const int32_t kActive[] = {0, 1, 7, INT32_MAX};
-  static const int32_t kMasked[] = {-1, -2, INT32_MIN, -123456};
-  return active ? kActive[rng.Int(0, 3)] : kMasked[rng.Int(0, 3)];
-}
-
-enum class MaskKind { AllActive, AllMasked, Mixed, Blockwise };
-constexpr MaskKind kMaskKinds[] = {MaskKind::AllActive, MaskKind::AllMasked, MaskKind::Mixed,
-                                   MaskKind::Blockwise};
-
-// The arrays of one call: 32-bit words (floats or mask words) in argument
-// order, the planes of a three-plane operand one after another.
+// The arrays of one call as 32-bit words in argument order, planes expanded.
 class Operands {
  public:
-  Operands(const std::vector<int>& offsets, int32_t len) : offsets_(offsets) {
-    const size_t n = len > 0 ? static_cast<size_t>(len) : 0;
+  Operands(const std::vector<int>& offsets, int32_t len) {
     for (int offset : offsets)
-      arrays_.push_back(std::make_unique<qt::GuardedBuffer<uint32_t>>(n, offset));
+      arrays_.push_back(std::make_unique<qt::GuardedBuffer<uint32_t>>(len > 0 ? len : 0, offset));
   }
-
   int Count() const { return static_cast<int>(arrays_.size()); }
-  const int* Offsets() const { return offsets_.data(); }
   size_t Length() const { return arrays_[0]->size(); }
-  // Pointers at offsets that are not a multiple of 4 are what the contract
-  // allows; the library reads them without alignment assumptions.
+  // Offsets that are not a multiple of 4 are allowed: the library reads
+  // them without alignment assumptions (and the models only see copies).
   float* F(int k) const { return reinterpret_cast<float*>(arrays_[k]->data()); }
   int32_t* M(int k) const { return reinterpret_cast<int32_t*>(arrays_[k]->data()); }
-
   uint32_t Word(int k, size_t i) const {
     uint32_t w;
     std::memcpy(&w, arrays_[k]->data() + i, 4);
     return w;
   }
   void SetWord(int k, size_t i, uint32_t w) { std::memcpy(arrays_[k]->data() + i, &w, 4); }
-
-  // Plain, aligned copies of every array, for the reference model.
-  std::vector<std::vector<uint32_t>> Copy() const {
-    std::vector<std::vector<uint32_t>> copy(arrays_.size(), std::vector<uint32_t>(Length()));
+  // An aligned copy, for the model.
+  Operands Copy() const {
+    Operands copy(std::vector<int>(Count(), 0), static_cast<int32_t>(Length()));
     for (int k = 0; k < Count(); ++k)
-      for (size_t i = 0; i < Length(); ++i) copy[k][i] = Word(k, i);
+      for (size_t i = 0; i < Length(); ++i) copy.SetWord(k, i, Word(k, i));
     return copy;
   }
-
   bool GuardsIntact() const {
     for (const auto& a : arrays_)
       if (!a->GuardsIntact()) return false;
@@ -73,62 +54,140 @@ class Operands {
   }
 
  private:
-  std::vector<int> offsets_;
   std::vector<std::unique_ptr<qt::GuardedBuffer<uint32_t>>> arrays_;
 };
 
-// Random floats everywhere, and mask words of the given kind in array
-// maskIndex.  Blockwise gives each group of four elements all-active,
-// all-masked or mixed words, so that every block code of the aligned paths
-// turns up.
-inline void Fill(Operands& ops, int maskIndex, MaskKind kind, qt::Rng& rng) {
-  int group = 0;  // Blockwise: 0 all active, 1 all masked, 2 mixed
-  for (int k = 0; k < ops.Count(); ++k)
-    for (size_t i = 0; i < ops.Length(); ++i) {
-      if (k != maskIndex) {
-        ops.SetWord(k, i, qt::Bits(Value(rng)));
-        continue;
-      }
-      bool active = true;
-      switch (kind) {
-        case MaskKind::AllActive: active = true; break;
-        case MaskKind::AllMasked: active = false; break;
-        case MaskKind::Mixed: active = rng.Chance(0.5); break;
-        case MaskKind::Blockwise:
-          if (i % 4 == 0) group = rng.Int(0, 2);
-          active = group == 0 || (group == 2 && rng.Chance(0.5));
-          break;
-      }
-      ops.SetWord(k, i, static_cast<uint32_t>(MaskWord(rng, active)));
-    }
+// Any implementation of an export, called back at its own type.
+using AnyFunction = void (*)();
+template <typename Fn>
+AnyFunction Any(Fn* fn) { return reinterpret_cast<AnyFunction>(fn); }
+
+// Calls fn with args, or the model (with the library's offsets) when fn is null.
+template <typename Fn, typename Model, typename... Args>
+qelStatus Call(AnyFunction fn, Model model, const int* at, Args... args) {
+  return fn ? reinterpret_cast<Fn>(fn)(args...) : model(at, args...);
 }
 
-// Lengths around multiples of 4, the blocked path's limits, and below 1.
-inline const std::vector<int32_t>& Lengths() {
-  static const std::vector<int32_t> lengths = {-5, -4, -1, 0,  1,  2,  3,  4,  5,  6,  7, 8,
-                                               9,  11, 12, 13, 15, 16, 17, 31, 32, 33, 64, 67};
-  return lengths;
-}
+struct Export {
+  const char* name;
+  int arrays, maskIndex;
+  qelStatus (*run)(AnyFunction fn, const int* at, const Operands& o, const float* coef, int32_t len);
+  AnyFunction exported;
+};
 
-// Offsets of `count` arrays that between them put every array at every
-// offset: all together at 0, 4, 8 and 12; each array alone at 2, 4, 8 or 12
-// with the others aligned; and seeded random mixes.
+const Export kExports[] = {
+    {"qelrAddMulMul_32f_AC1P3IM", 8, 4,
+     [](AnyFunction fn, const int* at, const Operands& o, const float* coef, int32_t len) {
+       const float* const src2[3] = {o.F(1), o.F(2), o.F(3)};
+       float* const dst[3] = {o.F(5), o.F(6), o.F(7)};
+       return Call<decltype(&qelrAddMulMul_32f_AC1P3IM)>(fn, ref::AddMulMul, at, coef, o.F(0), src2,
+                                                         o.M(4), dst, len);
+     },
+     Any(qelrAddMulMul_32f_AC1P3IM)},
+    {"qelrDiv_32f_C1IM", 3, 1,
+     [](AnyFunction fn, const int* at, const Operands& o, const float*, int32_t len) {
+       return Call<decltype(&qelrDiv_32f_C1IM)>(fn, ref::Div, at, o.F(0), o.M(1), o.F(2), len);
+     },
+     Any(qelrDiv_32f_C1IM)},
+    {"qelrDotChangeNorm_32f_IM", 8, 3,
+     [](AnyFunction fn, const int* at, const Operands& o, const float*, int32_t len) {
+       const float* const src[3] = {o.F(0), o.F(1), o.F(2)};
+       float* const normals[3] = {o.F(4), o.F(5), o.F(6)};
+       return Call<decltype(&qelrDotChangeNorm_32f_IM)>(fn, ref::DotChangeNorm, at, src, o.M(3),
+                                                        normals, o.F(7), len);
+     },
+     Any(qelrDotChangeNorm_32f_IM)},
+    {"qelrDot_32f_P3C1M", 8, 6,
+     [](AnyFunction fn, const int* at, const Operands& o, const float*, int32_t len) {
+       const float* const a[3] = {o.F(0), o.F(1), o.F(2)};
+       const float* const b[3] = {o.F(3), o.F(4), o.F(5)};
+       return Call<decltype(&qelrDot_32f_P3C1M)>(fn, ref::Dot, at, a, b, o.M(6), o.F(7), len);
+     },
+     Any(qelrDot_32f_P3C1M)},
+    {"qelrMul_32f_C1IM", 3, 1,
+     [](AnyFunction fn, const int* at, const Operands& o, const float*, int32_t len) {
+       return Call<decltype(&qelrMul_32f_C1IM)>(fn, ref::MulC1IM, at, o.F(0), o.M(1), o.F(2), len);
+     },
+     Any(qelrMul_32f_C1IM)},
+    {"qelrMul_32f_C1P3IM", 5, 1,
+     [](AnyFunction fn, const int* at, const Operands& o, const float*, int32_t len) {
+       float* const dst[3] = {o.F(2), o.F(3), o.F(4)};
+       return Call<decltype(&qelrMul_32f_C1P3IM)>(fn, ref::MulC1P3IM, at, o.F(0), o.M(1), dst, len);
+     },
+     Any(qelrMul_32f_C1P3IM)},
+};
+
+// Offsets of `count` arrays: all together at 0, 4, 8 and 12; each alone at
+// 2, 4, 8 or 12 with the others aligned; and seeded random mixes.
 inline std::vector<std::vector<int>> Layouts(int count, qt::Rng& rng) {
   std::vector<std::vector<int>> layouts;
   for (int offset : {0, 4, 8, 12}) layouts.push_back(std::vector<int>(count, offset));
   for (int k = 0; k < count; ++k)
     for (int offset : {2, 4, 8, 12}) {
-      std::vector<int> layout(count, 0);
-      layout[k] = offset;
-      layouts.push_back(layout);
+      layouts.push_back(std::vector<int>(count, 0));
+      layouts.back()[k] = offset;
     }
   static const int kOffsets[] = {0, 0, 4, 8, 12, 2};
   for (int r = 0; r < 12; ++r) {
-    std::vector<int> layout(count);
-    for (int& offset : layout) offset = kOffsets[rng.Int(0, 5)];
-    layouts.push_back(layout);
+    layouts.push_back(std::vector<int>(count));
+    for (int& offset : layouts.back()) offset = kOffsets[rng.Int(0, 5)];
   }
   return layouts;
+}
+
+// Random values, and mask words all active (kind 0), all masked (1), mixed
+// (2), or per block of four all active, all masked or mixed (3), so that
+// every block code of the aligned paths turns up.
+inline void Fill(Operands& o, int maskIndex, int kind, qt::Rng& rng) {
+  static const int32_t kActive[] = {0, 1, 7, INT32_MAX}, kMasked[] = {-1, -2, INT32_MIN, -123456};
+  int group = 0;
+  for (int k = 0; k < o.Count(); ++k)
+    for (size_t i = 0; i < o.Length(); ++i) {
+      if (k != maskIndex) {
+        o.SetWord(k, i, qt::Bits(Value(rng)));
+        continue;
+      }
+      if (kind == 3 && i % 4 == 0) group = rng.Int(0, 2);
+      const int g = kind == 3 ? group : kind == 2 ? 2 : kind;
+      const bool active = g == 0 || (g == 2 && rng.Chance(0.5));
+      o.SetWord(k, i, static_cast<uint32_t>(active ? kActive[rng.Int(0, 3)] : kMasked[rng.Int(0, 3)]));
+    }
+}
+
+// Runs fn, an implementation of e, against e's model; every array, inputs
+// included, must match bit for bit and the guards stay intact.
+inline ::testing::AssertionResult MatchesModel(const Export& e, AnyFunction fn, uint64_t seed) {
+  qt::Rng rng(seed);
+  for (int32_t len : {-5, -4, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 15, 16, 17, 31, 32, 33, 64, 67})
+    for (std::vector<int> layout : Layouts(e.arrays, rng))
+      for (int kind = 0; kind < 4; ++kind) {
+        // With the arrays it tests aligned and len a multiple of 4, AddMulMul
+        // reads its pSrc2 planes aligned too: the caller must align them.
+        if (e.run == kExports[0].run && layout[0] + layout[4] + layout[5] + layout[6] + layout[7] == 0 &&
+            len % 4 == 0)
+          layout[1] = layout[2] = layout[3] = 0;
+        Operands o(layout, len);
+        Fill(o, e.maskIndex, kind, rng);
+        const float coef[3] = {Value(rng), Value(rng), Value(rng)};
+        const Operands expected = o.Copy();
+        const qelStatus want = e.run(nullptr, layout.data(), expected, coef, len);
+        const qelStatus got = e.run(fn, layout.data(), o, coef, len);
+        ::testing::AssertionResult same = ::testing::AssertionSuccess();
+        if (got != want) same = ::testing::AssertionFailure() << "status " << got << ", expected " << want;
+        if (!o.GuardsIntact()) same = ::testing::AssertionFailure() << "write outside the arrays";
+        for (int k = 0; k < o.Count() && same; ++k)
+          for (size_t i = 0; i < o.Length() && same; ++i)
+            if (o.Word(k, i) != expected.Word(k, i))
+              same = ::testing::AssertionFailure()
+                     << "array " << k << " element " << i << ": expected "
+                     << qt::Show(qt::FromBits(expected.Word(k, i))) << ", got " << qt::Show(qt::FromBits(o.Word(k, i)));
+        if (!same) {
+          same << "\n  " << e.name << ", len " << len << ", mask kind " << kind << ", offsets";
+          for (int offset : layout) same << " " << offset;
+          return same;
+        }
+      }
+  return ::testing::AssertionSuccess();
 }
 
 }  // namespace shading_test

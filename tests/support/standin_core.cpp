@@ -34,11 +34,7 @@ extern "C" {
 __attribute__((visibility("default"))) void* qelMalloc(int32_t size) {
   g_calls.fetch_add(1);
   if (g_failAll.load()) return nullptr;
-  int64_t at = g_failAt.load();
-  if (at > 0) {
-    int64_t left = g_failAt.fetch_sub(1);
-    if (left == 1) return nullptr;
-  }
+  if (g_failAt.load() > 0 && g_failAt.fetch_sub(1) == 1) return nullptr;
   if (size <= 0) return nullptr;
   void* block = nullptr;
   if (posix_memalign(&block, 64, static_cast<size_t>(size)) != 0) return nullptr;

@@ -20,7 +20,6 @@ inline uint32_t Bits(float f) {
   std::memcpy(&u, &f, 4);
   return u;
 }
-
 inline float FromBits(uint32_t u) {
   float f;
   std::memcpy(&f, &u, 4);
@@ -84,7 +83,7 @@ class GuardedBuffer {
   static constexpr uint8_t kGuard = 0xA5;
   static constexpr size_t kGuardBytes = 64;
 
-  GuardedBuffer(size_t n, size_t offsetBytes = 0) : n_(n), offset_(offsetBytes) {
+  GuardedBuffer(size_t n, size_t offsetBytes = 0) : n_(n) {
     storage_.resize(kGuardBytes + offsetBytes + n * sizeof(T) + kGuardBytes + 64);
     uintptr_t base = reinterpret_cast<uintptr_t>(storage_.data());
     uintptr_t aligned = (base + kGuardBytes + 63) & ~uintptr_t(63);
@@ -100,16 +99,13 @@ class GuardedBuffer {
   // True when every byte outside the n elements still holds the guard.
   bool GuardsIntact() const {
     const uint8_t* first = reinterpret_cast<const uint8_t*>(data_);
-    const uint8_t* last = first + n_ * sizeof(T);
-    for (const uint8_t* p = storage_.data(); p < first; ++p)
-      if (*p != kGuard) return false;
-    for (const uint8_t* p = last; p < storage_.data() + storage_.size(); ++p)
-      if (*p != kGuard) return false;
+    for (const uint8_t* p = storage_.data(); p < storage_.data() + storage_.size(); ++p)
+      if ((p < first || p >= first + n_ * sizeof(T)) && *p != kGuard) return false;
     return true;
   }
 
  private:
-  size_t n_, offset_;
+  size_t n_;
   std::vector<uint8_t> storage_;
   T* data_;
 };
