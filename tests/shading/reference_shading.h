@@ -5,9 +5,6 @@
 // from it as the library must.
 #pragma once
 
-#include <cstdint>
-#include <cstring>
-
 #include "qelr.h"
 #include "test_util.h"
 
@@ -23,9 +20,6 @@ inline bool AlignedPath(const int* at, int first, int last, int32_t len) {
   return len % 4 == 0;
 }
 
-using qt::Bits;
-using qt::FromBits;
-
 // A real multiplication even by -1 or +1, which a compiler would otherwise
 // turn into a sign operation (that leaves a signaling NaN signaling).
 inline float Multiply(float a, float b) {
@@ -33,19 +27,13 @@ inline float Multiply(float a, float b) {
   return a * factor;
 }
 
-// Blocked path: [0, head) and [end, len) scalar, [head, end) in blocks.
-struct Split {
-  int32_t head, end;
-};
-
-inline Split BlockedSplit(int a, int32_t len) {
-  if (len < 4 || a % 4 != 0) return {0, 0};
-  const int32_t h = a == 0 ? 0 : (16 - a) / 4;
-  if (h + 4 > len) return {0, 0};
-  return {h, len - (len - h) % 4};
+// Whether element i lies in the body [head, end) of the blocked path, whose
+// head and tail run scalar; a is the anchor's offset.
+inline bool InBlockedBody(int a, int32_t len, int32_t i) {
+  const int32_t head = a == 0 ? 0 : (16 - a) / 4;
+  if (len < 4 || a % 4 != 0 || head + 4 > len) return false;
+  return i >= head && i < len - (len - head) % 4;
 }
-
-inline bool InBody(Split s, int32_t i) { return i >= s.head && i < s.end; }
 
 // ---- qelrMul_32f_C1IM: one formula on every path --------------------------
 
@@ -78,14 +66,13 @@ inline qelStatus AddMulMul(const int* at, const float coef[3], const float* src1
                            const float* const src2[3], const int32_t* mask, float* const dst[3],
                            int32_t len) {
   const bool aligned = at[0] == 0 && AlignedPath(at, 4, 7, len);
-  const Split split = BlockedSplit(at[0], len);
   for (int32_t i = 0; i < len; ++i)
     for (int c = 0; c < 3; ++c) {
       if (aligned) {
         if (Active(mask[i])) dst[c][i] = ((src2[c][i] * src1[i]) * coef[c]) + dst[c][i];
       } else if (Active(mask[i])) {
         dst[c][i] = ((coef[c] * src2[c][i]) * src1[i]) + dst[c][i];
-      } else if (InBody(split, i)) {
+      } else if (InBlockedBody(at[0], len, i)) {
         dst[c][i] = 0.0f + dst[c][i];  // a cleared product is still added
       }
     }
@@ -116,8 +103,8 @@ inline qelStatus DotChangeNorm(const int* at, const float* const s[3], const int
     const float d = ((s[0][i] * n[0][i]) + (s[1][i] * n[1][i])) + (s[2][i] * n[2][i]);
     if (aligned) {
       const uint32_t flip = d > 0.0f ? 0x80000000u : 0u;
-      for (int c = 0; c < 3; ++c) n[c][i] = FromBits(Bits(n[c][i]) ^ flip);
-      dot[i] = FromBits(Bits(d) ^ flip);
+      for (int c = 0; c < 3; ++c) n[c][i] = qt::FromBits(qt::Bits(n[c][i]) ^ flip);
+      dot[i] = qt::FromBits(qt::Bits(d) ^ flip);
     } else {
       const float f = d > 0.0f ? -1.0f : 1.0f;
       for (int c = 0; c < 3; ++c) n[c][i] = Multiply(n[c][i], f);
@@ -136,8 +123,7 @@ inline qelStatus Div(const int* /*at*/, const float* src, const int32_t* mask, f
       dst[i] = 0.0f;
     } else if (src[i] == 0.0f) {
       const float n = dst[i];
-      dst[i] = n > 0.0f ? FromBits(0x7F800000u) : n < 0.0f ? FromBits(0xFF800000u)
-                                                           : FromBits(0xFFC00000u);
+      dst[i] = qt::FromBits(n > 0.0f ? 0x7F800000u : n < 0.0f ? 0xFF800000u : 0xFFC00000u);
       status = StatusDivByZero;
     } else {
       dst[i] = dst[i] / src[i];

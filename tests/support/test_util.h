@@ -69,7 +69,6 @@ class Rng {
     }
   }
 
-  std::mt19937_64& engine() { return engine_; }
 
  private:
   std::mt19937_64 engine_;
