@@ -22,39 +22,29 @@ inline float Value(qt::Rng& rng) {
 }
 
 // The arrays of one call as 32-bit words in argument order, planes expanded.
-class Operands {
- public:
-  Operands(const std::vector<int>& offsets, int32_t len) {
-    for (int offset : offsets)
-      arrays_.push_back(std::make_unique<qt::GuardedBuffer<uint32_t>>(len > 0 ? len : 0, offset));
+// Offsets that are not a multiple of 4 are allowed: the library reads them
+// without alignment assumptions (and the models only see aligned copies).
+struct Operands {
+  std::vector<std::unique_ptr<qt::GuardedBuffer<uint32_t>>> arrays;
+  size_t length;
+  Operands(const std::vector<int>& offsets, int32_t len) : length(len > 0 ? len : 0) {
+    for (int offset : offsets) arrays.push_back(std::make_unique<qt::GuardedBuffer<uint32_t>>(length, offset));
   }
-  int Count() const { return static_cast<int>(arrays_.size()); }
-  size_t Length() const { return arrays_[0]->size(); }
-  // Offsets that are not a multiple of 4 are allowed: the library reads
-  // them without alignment assumptions (and the models only see copies).
-  float* F(int k) const { return reinterpret_cast<float*>(arrays_[k]->data()); }
-  int32_t* M(int k) const { return reinterpret_cast<int32_t*>(arrays_[k]->data()); }
+  int Count() const { return static_cast<int>(arrays.size()); }
+  float* F(int k) const { return reinterpret_cast<float*>(arrays[k]->data()); }
+  int32_t* M(int k) const { return reinterpret_cast<int32_t*>(arrays[k]->data()); }
   uint32_t Word(int k, size_t i) const {
     uint32_t w;
-    std::memcpy(&w, arrays_[k]->data() + i, 4);
+    std::memcpy(&w, arrays[k]->data() + i, 4);
     return w;
   }
-  void SetWord(int k, size_t i, uint32_t w) { std::memcpy(arrays_[k]->data() + i, &w, 4); }
-  // An aligned copy, for the model.
-  Operands Copy() const {
-    Operands copy(std::vector<int>(Count(), 0), static_cast<int32_t>(Length()));
+  void SetWord(int k, size_t i, uint32_t w) { std::memcpy(arrays[k]->data() + i, &w, 4); }
+  Operands AlignedCopy() const {
+    Operands copy(std::vector<int>(Count(), 0), static_cast<int32_t>(length));
     for (int k = 0; k < Count(); ++k)
-      for (size_t i = 0; i < Length(); ++i) copy.SetWord(k, i, Word(k, i));
+      for (size_t i = 0; i < length; ++i) copy.SetWord(k, i, Word(k, i));
     return copy;
   }
-  bool GuardsIntact() const {
-    for (const auto& a : arrays_)
-      if (!a->GuardsIntact()) return false;
-    return true;
-  }
-
- private:
-  std::vector<std::unique_ptr<qt::GuardedBuffer<uint32_t>>> arrays_;
 };
 
 // Any implementation of an export, called back at its own type.
@@ -142,7 +132,7 @@ inline void Fill(Operands& o, int maskIndex, int kind, qt::Rng& rng) {
   static const int32_t kActive[] = {0, 1, 7, INT32_MAX}, kMasked[] = {-1, -2, INT32_MIN, -123456};
   int group = 0;
   for (int k = 0; k < o.Count(); ++k)
-    for (size_t i = 0; i < o.Length(); ++i) {
+    for (size_t i = 0; i < o.length; ++i) {
       if (k != maskIndex) {
         o.SetWord(k, i, qt::Bits(Value(rng)));
         continue;
@@ -169,14 +159,15 @@ inline ::testing::AssertionResult MatchesModel(const Export& e, AnyFunction fn, 
         Operands o(layout, len);
         Fill(o, e.maskIndex, kind, rng);
         const float coef[3] = {Value(rng), Value(rng), Value(rng)};
-        const Operands expected = o.Copy();
+        const Operands expected = o.AlignedCopy();
         const qelStatus want = e.run(nullptr, layout.data(), expected, coef, len);
         const qelStatus got = e.run(fn, layout.data(), o, coef, len);
         ::testing::AssertionResult same = ::testing::AssertionSuccess();
         if (got != want) same = ::testing::AssertionFailure() << "status " << got << ", expected " << want;
-        if (!o.GuardsIntact()) same = ::testing::AssertionFailure() << "write outside the arrays";
+        for (const auto& a : o.arrays)
+          if (!a->GuardsIntact()) same = ::testing::AssertionFailure() << "write outside the arrays";
         for (int k = 0; k < o.Count() && same; ++k)
-          for (size_t i = 0; i < o.Length() && same; ++i)
+          for (size_t i = 0; i < o.length && same; ++i)
             if (o.Word(k, i) != expected.Word(k, i))
               same = ::testing::AssertionFailure()
                      << "array " << k << " element " << i << ": expected "
