@@ -26,16 +26,18 @@ qelrKDTreeBuildParams CostParams(uint32_t memoryMiB, uint32_t depth = 50, float 
 qelrKDNode* const kUntouched = reinterpret_cast<qelrKDNode*>(uintptr_t(0x5150));
 
 // Builds with sentinels in the outputs; on failure they must be untouched
-// and every block given back.
-qelStatus Build(const Scene& s, const qelrKDTreeBuildParams& p, qelrKDNode** tree, int32_t* size,
-                int32_t vertexCount = -1) {
+// and every block given back.  A scene without triangles is built from no
+// vertices (through valid pointers).
+qelStatus Build(const Scene& s, const qelrKDTreeBuildParams& p, qelrKDNode** tree, int32_t* size) {
   *tree = kUntouched;
   *size = -77;
   const int64_t live = standinLiveBlocks();
-  static const int32_t kNoTriangle[4] = {0, 0, 0, 0};  // a valid pointer for an empty scene
-  const qelStatus status =
-      qelrKDTreeBuildAlloc(tree, s.vertices.data(), s.triangles.empty() ? kNoTriangle : s.triangles.data(),
-                           vertexCount < 0 ? s.VertexCount() : vertexCount, s.TriangleCount(), size, &p);
+  static const float kNoVertex[3] = {0, 0, 0};
+  static const int32_t kNoTriangle[4] = {0, 0, 0, 0};
+  const bool empty = s.triangles.empty();
+  const qelStatus status = qelrKDTreeBuildAlloc(tree, empty ? kNoVertex : s.vertices.data(),
+                                                empty ? kNoTriangle : s.triangles.data(),
+                                                empty ? 0 : s.VertexCount(), s.TriangleCount(), size, &p);
   if (status != StatusOk) {
     EXPECT_EQ(*tree, kUntouched);
     EXPECT_EQ(*size, -77);
@@ -46,22 +48,11 @@ qelStatus Build(const Scene& s, const qelrKDTreeBuildParams& p, qelrKDNode** tre
   return status;
 }
 
-Scene OneTriangle() {
-  Scene s;
-  s.AddVertex(0, 0, 0);
-  s.AddVertex(1, 0, 0);
-  s.AddVertex(0, 1, 1);
-  s.AddTriangle(0, 1, 2);
-  return s;
-}
-
 TEST(CostBuilderEntry, WorkedCases) {
   qelrKDNode* tree;
   int32_t size;
   // An empty scene: an empty root leaf, 16 bytes.
-  Scene empty;
-  empty.vertices = {0, 0, 0};
-  ASSERT_EQ(Build(empty, CostParams(49), &tree, &size, 0), StatusOk);
+  ASSERT_EQ(Build(Scene(), CostParams(49), &tree, &size), StatusOk);
   EXPECT_EQ(size, 16);
   EXPECT_EQ(blk::Link(tree), -16);
   EXPECT_EQ(blk::Data(tree), 0);
@@ -73,33 +64,35 @@ TEST(CostBuilderEntry, WorkedCases) {
   EXPECT_EQ(size, 16);
   EXPECT_EQ(blk::FormOf(tree), blk::Form::Empty);
   qelrKDTreeFree(tree);
-  // Depth limit 0: one list leaf of every triangle in order.
+  // Depth limit 0: one list leaf of every triangle in order, with one of
+  // three equal vertices (flat on every axis) among them.
+  scene.AddVertex(5, 5, 5);
+  scene.AddTriangle(scene.VertexCount() - 1, scene.VertexCount() - 1, scene.VertexCount() - 1);
   ASSERT_EQ(Build(scene, CostParams(100, 0), &tree, &size), StatusOk);
   ASSERT_EQ(blk::FormOf(tree), blk::Form::List);
-  std::vector<int32_t> all(200);
-  for (int32_t t = 0; t < 200; ++t) all[t] = t;
+  std::vector<int32_t> all(201);
+  for (int32_t t = 0; t < 201; ++t) all[t] = t;
   EXPECT_EQ(blk::LeafTriangles(tree), all);
-  EXPECT_EQ(size, 16 + 4 * 200);
+  EXPECT_EQ(size, 16 + 4 * 201);
   qelrKDTreeFree(tree);
 }
 
 TEST(CostBuilderEntry, MemoryLimitEdges) {
-  qelrKDNode* tree;
-  int32_t size;
-  Scene empty;
-  empty.vertices = {0, 0, 0};
-  const Scene one = OneTriangle();
-  EXPECT_EQ(Build(one, CostParams(31), &tree, &size), StatusNoMemory);
-  EXPECT_EQ(Build(one, CostParams(32), &tree, &size), StatusNoMemory);  // 244 bytes short
-  EXPECT_EQ(Build(one, CostParams(33), &tree, &size), StatusAllocFailed);
-  EXPECT_EQ(Build(empty, CostParams(48), &tree, &size, 0), StatusAllocFailed);
-  ASSERT_EQ(Build(empty, CostParams(49), &tree, &size, 0), StatusOk);
-  qelrKDTreeFree(tree);
-  EXPECT_EQ(Build(one, CostParams(80), &tree, &size), StatusAllocFailed);
-  ASSERT_EQ(Build(one, CostParams(81), &tree, &size), StatusOk);
-  qelrKDTreeFree(tree);
-  EXPECT_EQ(Build(one, CostParams(4096), &tree, &size), StatusNoMemory);  // the bytes wrap to 0
-  EXPECT_EQ(Build(one, CostParams(8192), &tree, &size), StatusNoMemory);  // the entry's test wraps
+  Scene one;
+  one.AddTriangleAt({0, 0, 0, 1, 0, 0, 0, 1, 1});
+  const Scene empty;
+  // 32 MiB is 244 bytes short; at 4096 MiB the bytes wrap to 0, at 8192
+  // the entry's own test wraps.
+  const struct { const Scene* scene; uint32_t mib; qelStatus want; } cases[] = {
+      {&one, 31, StatusNoMemory},    {&one, 32, StatusNoMemory},      {&one, 33, StatusAllocFailed},
+      {&empty, 48, StatusAllocFailed}, {&empty, 49, StatusOk},        {&one, 80, StatusAllocFailed},
+      {&one, 81, StatusOk},          {&one, 4096, StatusNoMemory},    {&one, 8192, StatusNoMemory}};
+  for (const auto& c : cases) {
+    qelrKDNode* tree;
+    int32_t size;
+    EXPECT_EQ(Build(*c.scene, CostParams(c.mib), &tree, &size), c.want) << c.mib << " MiB";
+    if (c.want == StatusOk) qelrKDTreeFree(tree);
+  }
 }
 
 TEST(CostBuilderEntry, EachAllocationFailingInTurnLeavesNothing) {
@@ -120,12 +113,12 @@ TEST(CostBuilderEntry, EachAllocationFailingInTurnLeavesNothing) {
   }
 }
 
-// Eye rays of one block through two trees of the same scene.
+// Eye rays of one 16 x 16 block through a tree of the scene: the packet
+// path, or the single-ray path (a block 15 wide: the same rays, row stride 15).
 struct EyeBlock {
-  static constexpr int kSide = 16, kRays = kSide * kSide;
-  alignas(16) float dir[3][kRays];
-  alignas(16) float dist[kRays], u[kRays], v[kRays];
-  alignas(16) int32_t tri[kRays];
+  alignas(16) float dir[3][256];
+  alignas(16) float dist[256], u[256], v[256];
+  alignas(16) int32_t tri[256];
 };
 
 void Trace(const Scene& s, const qelrKDNode* tree, const float eye[3], EyeBlock* b, bool packet) {
@@ -135,11 +128,9 @@ void Trace(const Scene& s, const qelrKDNode* tree, const float eye[3], EyeBlock*
   qelrSetBoundBox_32f(s.vertices.data(), s.VertexCount(), box);
   const qelrSceneContext context = {box, accel.data(), tree};
   for (float& d : b->dist) d = 3.4028235e38f;
-  // The single-ray path: a block 15 wide (same rays, row stride 15).
-  const qelrSize size = packet ? qelrSize{EyeBlock::kSide, EyeBlock::kSide} : qelrSize{15, EyeBlock::kSide};
   const float* d[3] = {b->dir[0], b->dir[1], b->dir[2]};
   float* hit[2] = {b->u, b->v};
-  qelrIntersectEyeSO_32f(eye, d, b->dist, hit, b->tri, &context, size);
+  qelrIntersectEyeSO_32f(eye, d, b->dist, hit, b->tri, &context, qelrSize{packet ? 16 : 15, 16});
 }
 
 TEST(CostBuilderEntry, EyeRaysFindTheSameHitsAsThroughTheSimpleTree) {
@@ -153,31 +144,29 @@ TEST(CostBuilderEntry, EyeRaysFindTheSameHitsAsThroughTheSimpleTree) {
                                    s.TriangleCount(), &size, &simple),
               StatusOk);
     const float eye[3] = {5.0f + scene, 4.0f, -12.0f};
-    for (bool packet : {true, false}) {
-      for (int view = 0; view < 4; ++view) {
-        EyeBlock a, b;
-        const float origin[3] = {-0.5f + 0.5f * (view & 1), -0.4f + 0.5f * (view >> 1), 1.0f};
-        const float stepX[3] = {0.5f / 16, 0, 0}, stepY[3] = {0, 0.5f / 16, 0};
-        float* dirs[3] = {a.dir[0], a.dir[1], a.dir[2]};
-        qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{16, 16}, dirs, qelrSize{16, 16});
-        std::memcpy(b.dir, a.dir, sizeof a.dir);
-        Trace(s, costTree, eye, &a, packet);
-        Trace(s, simpleTree, eye, &b, packet);
-        int hits = 0;
-        const int rays = packet ? EyeBlock::kRays : 15 * 16;
-        for (int i = 0; i < rays; ++i) {
-          hits += b.tri[i] >= 0;
-          // Two triangles at one distance (a shared edge) may be found in
-          // either order; otherwise the same triangle at the same distance.
-          if (a.tri[i] != b.tri[i]) {
-            ASSERT_TRUE(a.tri[i] >= 0 && b.tri[i] >= 0) << "ray " << i << ": " << a.tri[i] << " vs " << b.tri[i];
-            EXPECT_NEAR(a.dist[i], b.dist[i], 1e-5f * b.dist[i]) << "ray " << i;
-          } else {
-            EXPECT_EQ(qt::Bits(a.dist[i]), qt::Bits(b.dist[i])) << "ray " << i;
-          }
+    for (int view = 0; view < 8; ++view) {
+      const bool packet = view < 4;
+      EyeBlock a, b;
+      const float origin[3] = {-0.5f + 0.5f * (view & 1), -0.4f + 0.5f * ((view >> 1) & 1), 1.0f};
+      const float stepX[3] = {0.5f / 16, 0, 0}, stepY[3] = {0, 0.5f / 16, 0};
+      float* dirs[3] = {a.dir[0], a.dir[1], a.dir[2]};
+      qelrCastEye_32f(origin, stepX, stepY, 0, 0, qelrSize{16, 16}, dirs, qelrSize{16, 16});
+      std::memcpy(b.dir, a.dir, sizeof a.dir);
+      Trace(s, costTree, eye, &a, packet);
+      Trace(s, simpleTree, eye, &b, packet);
+      int hits = 0;
+      for (int i = 0; i < (packet ? 256 : 15 * 16); ++i) {
+        hits += b.tri[i] >= 0;
+        // Two triangles at one distance (a shared edge) may be found in
+        // either order; otherwise the same triangle at the same distance.
+        if (a.tri[i] != b.tri[i]) {
+          ASSERT_TRUE(a.tri[i] >= 0 && b.tri[i] >= 0) << "ray " << i << ": " << a.tri[i] << " vs " << b.tri[i];
+          EXPECT_NEAR(a.dist[i], b.dist[i], 1e-5f * b.dist[i]) << "ray " << i;
+        } else {
+          EXPECT_EQ(qt::Bits(a.dist[i]), qt::Bits(b.dist[i])) << "ray " << i;
         }
-        EXPECT_GT(hits, 10) << "scene " << scene << " view " << view;
       }
+      EXPECT_GT(hits, 10) << "scene " << scene << " view " << view;
     }
     qelrKDTreeFree(costTree);
     qelrKDTreeFree(simpleTree);

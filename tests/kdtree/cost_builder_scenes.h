@@ -18,11 +18,7 @@ struct Scene {
   std::vector<int32_t> triangles;  // 4 per triangle, word 3 unused
   int32_t VertexCount() const { return int32_t(vertices.size() / 3); }
   int32_t TriangleCount() const { return int32_t(triangles.size() / 4); }
-  void AddVertex(float x, float y, float z) {
-    vertices.push_back(x);
-    vertices.push_back(y);
-    vertices.push_back(z);
-  }
+  void AddVertex(float x, float y, float z) { vertices.insert(vertices.end(), {x, y, z}); }
   void AddTriangle(int32_t a, int32_t b, int32_t c) {
     for (int32_t word : {a, b, c, -7}) triangles.push_back(word);
   }
@@ -35,11 +31,8 @@ struct Scene {
   }
   std::array<float, 6> Bounds() const {
     std::array<float, 6> box = {INFINITY, INFINITY, INFINITY, -INFINITY, -INFINITY, -INFINITY};
-    for (int32_t v = 0; v < VertexCount(); ++v)
-      for (int a = 0; a < 3; ++a) {
-        box[a] = std::min(box[a], Vertex(v)[a]);
-        box[a + 3] = std::max(box[a + 3], Vertex(v)[a]);
-      }
+    for (size_t k = 0; k < vertices.size(); ++k)
+      box[k % 3] = std::min(box[k % 3], vertices[k]), box[k % 3 + 3] = std::max(box[k % 3 + 3], vertices[k]);
     return box;
   }
 };
@@ -122,9 +115,7 @@ inline bool Overlaps(const float* a, const float* b, const float* c, const std::
     center[k] = 0.5 * (double(box[k]) + double(box[k + 3]));
     half[k] = 0.5 * (double(box[k + 3]) - double(box[k])) + margin;
     if (half[k] < 0) return false;
-    v[0][k] = a[k] - center[k];
-    v[1][k] = b[k] - center[k];
-    v[2][k] = c[k] - center[k];
+    v[0][k] = a[k] - center[k], v[1][k] = b[k] - center[k], v[2][k] = c[k] - center[k];
   }
   auto separated = [&](const double axis[3]) {
     double lo = INFINITY, hi = -INFINITY, r = 0;
@@ -136,25 +127,21 @@ inline bool Overlaps(const float* a, const float* b, const float* c, const std::
     for (int k = 0; k < 3; ++k) r += half[k] * std::fabs(axis[k]);
     return lo > r || hi < -r;
   };
-  for (int k = 0; k < 3; ++k) {
-    double axis[3] = {0, 0, 0};
-    axis[k] = 1;
-    if (separated(axis)) return false;
-  }
-  double e[3][3];
-  for (int i = 0; i < 3; ++i)
-    for (int k = 0; k < 3; ++k) e[i][k] = v[(i + 1) % 3][k] - v[i][k];
-  double n[3] = {e[0][1] * e[1][2] - e[0][2] * e[1][1], e[0][2] * e[1][0] - e[0][0] * e[1][2],
-                 e[0][0] * e[1][1] - e[0][1] * e[1][0]};
-  if (separated(n)) return false;
+  auto cross = [](const double* p, const double* q, double* out) {
+    out[0] = p[1] * q[2] - p[2] * q[1], out[1] = p[2] * q[0] - p[0] * q[2], out[2] = p[0] * q[1] - p[1] * q[0];
+  };
+  const double units[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  double e[3][3], axis[3];
   for (int i = 0; i < 3; ++i) {
+    if (separated(units[i])) return false;
+    for (int k = 0; k < 3; ++k) e[i][k] = v[(i + 1) % 3][k] - v[i][k];
+  }
+  cross(e[0], e[1], axis);
+  if (separated(axis)) return false;
+  for (int i = 0; i < 3; ++i)
     for (int k = 0; k < 3; ++k) {
-      double unit[3] = {0, 0, 0};
-      unit[k] = 1;
-      double axis[3] = {e[i][1] * unit[2] - e[i][2] * unit[1], e[i][2] * unit[0] - e[i][0] * unit[2],
-                        e[i][0] * unit[1] - e[i][1] * unit[0]};
+      cross(e[i], units[k], axis);
       if (separated(axis)) return false;
     }
-  }
   return true;
 }

@@ -1,68 +1,66 @@
 // The in-memory tree of the cost-driven builder: on random scenes every
 // triangle that enters a leaf's box is listed there and no other is; the
-// tree does not depend on the threads the search gets; worked cases.
+// tree does not depend on the threads the search gets; worked cases; and
+// failures in the middle of the walk give back every block.
 #include <omp.h>
 
+#include <limits>
 #include <set>
 
 #include "cost_builder_scenes.h"
+#include "standin_core.h"
 
 namespace {
 
 constexpr uint32_t kMiB = 1u << 20;
 
+// A build that hands back a context only on success, and leaves no block
+// behind once released.
 struct Built {
+  const int64_t live = standinLiveBlocks();
   KDCostContext* context = nullptr;
   qelStatus status;
   Built(const Scene& s, const KDCostSettings& settings)
       : status(localKDBuildInMemory(s.vertices.data(), s.triangles.data(), s.VertexCount(),
-                                    s.TriangleCount(), settings, &context)) {}
+                                    s.TriangleCount(), settings, &context)) {
+    EXPECT_EQ(context != nullptr, status == StatusOk);
+  }
   ~Built() {
     if (context) localKDReleaseContext(context);
+    EXPECT_EQ(standinLiveBlocks(), live);
   }
   const KDBuildNode& Root() const { return *context->root; }
 };
 
-void ExpectLeavesComplete(const Scene& s, const KDBuildNode& root, const std::array<float, 6>& rootBox) {
-  int failures = 0;
-  ForEachLeaf(root, rootBox, 0, [&](const KDBuildNode& leaf, const std::array<float, 6>& box, int) {
-    const std::vector<int32_t> list = leaf.value.count ? LeafList(leaf) : std::vector<int32_t>();
-    const std::set<int32_t> listed(list.begin(), list.end());
-    EXPECT_EQ(listed.size(), list.size()) << "a triangle listed twice in one leaf";
-    const double margin = 1e-4;  // rounding of clipped points, scenes of size 10
-    for (int32_t t = 0; t < s.TriangleCount() && failures < 5; ++t) {
-      const float* a = s.Vertex(s.triangles[4 * t]);
-      const float* b = s.Vertex(s.triangles[4 * t + 1]);
-      const float* c = s.Vertex(s.triangles[4 * t + 2]);
-      const bool inside = listed.count(t) != 0;
-      if (inside ? !Overlaps(a, b, c, box, margin) : Overlaps(a, b, c, box, -margin)) {
-        ADD_FAILURE() << "triangle " << t << (inside ? " listed in a leaf it does not touch"
-                                                     : " enters a leaf's box but is not listed");
-        ++failures;
-      }
-    }
-  });
-}
-
 TEST(CostBuilderTree, LeavesListExactlyTheTrianglesInTheirBoxes) {
   uint64_t seed = 11;
+  const std::array<float, 6> clip = {2.0f, 1.5f, 3.0f, 8.0f, 9.5f, 7.25f};
   for (int32_t count : {1, 5, 60, 200, 900}) {  // up to the parallel search and the radix sort
     for (int variant = 0; variant < 3; ++variant, ++seed) {
-      const Scene s = RandomScene(seed, count);
-      const float clip[6] = {2.0f, 1.5f, 3.0f, 8.0f, 9.5f, 7.25f};
-      const KDCostSettings settings{uint32_t(variant == 2 ? 6 : 50), variant == 1 ? 1.0f : 0.3f,
-                                    200 * kMiB, variant == 1 ? clip : nullptr};
-      Built built(s, settings);
-      ASSERT_EQ(built.status, StatusOk) << count << "/" << variant;
-      std::array<float, 6> box;
-      if (settings.clipBox)
-        std::copy(clip, clip + 6, box.begin());
-      else
-        box = s.Bounds();
       SCOPED_TRACE("count " + std::to_string(count) + " variant " + std::to_string(variant));
-      ExpectLeavesComplete(s, built.Root(), box);
-      ForEachLeaf(built.Root(), box, 0, [&](const KDBuildNode&, const std::array<float, 6>&, int depth) {
-        EXPECT_LE(depth, int(settings.depthLimit));
+      const Scene s = RandomScene(seed, count);
+      const int depthLimit = variant == 2 ? 6 : 50;
+      Built built(s, KDCostSettings{uint32_t(depthLimit), variant == 1 ? 1.0f : 0.3f, 200 * kMiB,
+                                    variant == 1 ? clip.data() : nullptr});
+      ASSERT_EQ(built.status, StatusOk);
+      int failures = 0;
+      ForEachLeaf(built.Root(), variant == 1 ? clip : s.Bounds(), 0,
+                  [&](const KDBuildNode& leaf, const std::array<float, 6>& box, int depth) {
+        EXPECT_LE(depth, depthLimit);
+        const std::vector<int32_t> list = leaf.value.count ? LeafList(leaf) : std::vector<int32_t>();
+        const std::set<int32_t> listed(list.begin(), list.end());
+        EXPECT_EQ(listed.size(), list.size()) << "a triangle listed twice in one leaf";
+        const double margin = 1e-4;  // rounding of clipped points, scenes of size 10
+        for (int32_t t = 0; t < s.TriangleCount() && failures < 5; ++t) {
+          const int32_t* corner = &s.triangles[4 * t];
+          const bool inside = listed.count(t) != 0;
+          if (inside != Overlaps(s.Vertex(corner[0]), s.Vertex(corner[1]), s.Vertex(corner[2]), box,
+                                 inside ? margin : -margin)) {
+            ADD_FAILURE() << "triangle " << t << (inside ? " listed in a leaf it does not touch"
+                                                         : " enters a leaf's box but is not listed");
+            ++failures;
+          }
+        }
       });
     }
   }
@@ -97,18 +95,6 @@ TEST(CostBuilderTree, SameTreeWhetherTheSearchGetsATeamOrNot) {
   EXPECT_EQ(withTeams, withoutTeams);
 }
 
-TEST(CostBuilderTree, DepthLimitZeroListsEveryTriangleInOrder) {
-  Scene s = RandomScene(4, 300);
-  s.AddVertex(5, 5, 5);  // and a triangle of three equal vertices, flat on every axis
-  s.AddTriangle(s.VertexCount() - 1, s.VertexCount() - 1, s.VertexCount() - 1);
-  Built built(s, KDCostSettings{0, 1.0f, 100 * kMiB, nullptr});
-  ASSERT_EQ(built.status, StatusOk);
-  ASSERT_EQ(built.Root().kind, kKDLeafKind);
-  std::vector<int32_t> all(size_t(s.TriangleCount()));
-  for (size_t t = 0; t < all.size(); ++t) all[t] = int32_t(t);
-  EXPECT_EQ(LeafList(built.Root()), all);
-}
-
 TEST(CostBuilderTree, TrianglesOnOrTouchingTheSplitPlane) {
   // Two triangles flat on x = 0 against a wall of others from x = 0.5: the
   // plane x = 0 takes them off with the bonus and they go where the search
@@ -137,6 +123,28 @@ TEST(CostBuilderTree, TrianglesOnOrTouchingTheSplitPlane) {
   pair = static_cast<const KDBuildNode*>(b.Root().target);
   EXPECT_EQ(LeafList(pair[0]), std::vector<int32_t>{0});
   EXPECT_EQ(pair[1].value.count, 30);
+}
+
+TEST(CostBuilderMemory, BudgetRunningOutAfterSplitsReleasesEverything) {
+  // Two chunks: the polygon arrays and the node pairs fit, the first leaf
+  // list does not, with frames still waiting on the stack.
+  const Scene s = RandomScene(8, 400);
+  EXPECT_EQ(Built(s, KDCostSettings{50, 1.0f, 80 * kMiB, nullptr}).status, StatusAllocFailed);
+  EXPECT_EQ(Built(s, KDCostSettings{50, 1.0f, 81 * kMiB, nullptr}).status, StatusOk);
+}
+
+TEST(CostBuilderMemory, ASplitThatCannotReproduceItsCountsIsAMismatch) {
+  // A NaN in a triangle's first corner (not the array's first vertex, so the
+  // box stays finite): the search counts it above every plane, the partition
+  // cuts it.  Long in x, so that the root splits on x.
+  Scene s = RandomScene(2, 1000);
+  for (size_t k = 0; k < s.vertices.size(); k += 3) s.vertices[k] *= 10.0f;
+  const int32_t v = s.VertexCount();
+  s.AddVertex(std::numeric_limits<float>::quiet_NaN(), 5, 6);
+  s.AddVertex(50, 5, 5);
+  s.AddVertex(60, 6, 5);
+  s.AddTriangle(v, v + 1, v + 2);
+  EXPECT_EQ(Built(s, KDCostSettings{50, 1.0f, 100 * kMiB, nullptr}).status, StatusBuildMismatch);
 }
 
 }  // namespace

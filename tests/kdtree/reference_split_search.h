@@ -24,10 +24,7 @@ inline AxisEvents Gather(const std::vector<Polygon>& polygons, int axis) {
   AxisEvents e;
   for (const Polygon& p : polygons) {
     float least = p[0][axis], greatest = p[0][axis];
-    for (const Point& v : p) {
-      least = std::min(least, v[axis]);
-      greatest = std::max(greatest, v[axis]);
-    }
+    for (const Point& v : p) least = std::min(least, v[axis]), greatest = std::max(greatest, v[axis]);
     if (least == greatest) {
       e.flats.push_back(least);
     } else {
@@ -41,14 +38,10 @@ inline AxisEvents Gather(const std::vector<Polygon>& polygons, int axis) {
   return e;
 }
 
-inline int32_t CountIf(const std::vector<float>& v, bool (*pred)(float, float), float t) {
-  int32_t c = 0;
-  for (float x : v) c += pred(x, t) ? 1 : 0;
-  return c;
+template <typename Pred>
+int32_t CountIf(const std::vector<float>& v, Pred pred) {
+  return int32_t(std::count_if(v.begin(), v.end(), pred));
 }
-inline bool Below(float x, float t) { return x < t; }
-inline bool AtOrBelow(float x, float t) { return x <= t; }
-inline bool At(float x, float t) { return x == t; }
 
 struct Sweeper {
   float low, high, s;
@@ -59,10 +52,7 @@ struct Sweeper {
 };
 
 inline void Set(qelrSplitDecision& d, float t, int32_t l, int32_t h, int32_t side) {
-  d.position = t;
-  d.leftCount = l;
-  d.rightCount = h;
-  d.flatSide = side;
+  d.position = t, d.leftCount = l, d.rightCount = h, d.flatSide = side;
 }
 
 // One axis; `d.cost` holds the leaf cost on entry.
@@ -83,8 +73,7 @@ inline void EvaluateAxis(const std::vector<Polygon>& polygons, const float box[6
   // Empty ends.
   float first, last;
   if (f == 0) {
-    first = e.lows[0];
-    last = e.highs[n - 1];
+    first = e.lows[0], last = e.highs[n - 1];
   } else {
     first = std::min(n ? e.lows[0] : low, e.flats[0]);
     last = std::max(n ? e.highs[n - 1] : high, e.flats[f - 1]);
@@ -113,12 +102,12 @@ inline void EvaluateAxis(const std::vector<Polygon>& polygons, const float box[6
   best = DBL_MAX;
   if (f > 0) {
     if (e.flats[0] == low) {
-      int32_t k = CountIf(e.flats, At, low);
+      int32_t k = CountIf(e.flats, [&](float x) { return x == low; });
       double c = 0.699999988079071 * w.Cost(low, k, m - k);
       if (c < best) best = c, Set(d, low, k, m - k, 0);
     }
     if (e.flats[f - 1] == high) {
-      int32_t k = CountIf(e.flats, At, high);
+      int32_t k = CountIf(e.flats, [&](float x) { return x == high; });
       double c = 0.699999988079071 * w.Cost(high, m - k, k);
       if (c < best) best = c, Set(d, high, m - k, k, 1);
     }
@@ -138,10 +127,11 @@ inline void EvaluateAxis(const std::vector<Polygon>& polygons, const float box[6
     planes.erase(std::unique(planes.begin(), planes.end()), planes.end());
   }
   for (float t : planes) {
-    const int32_t flatsBelow = CountIf(e.flats, Below, t);
-    const int32_t l = CountIf(e.lows, Below, t) + flatsBelow;
-    const int32_t h = m - CountIf(e.highs, AtOrBelow, t) - flatsBelow;
-    const int32_t k = CountIf(e.flats, At, t);
+    auto below = [t](float x) { return x < t; };
+    const int32_t flatsBelow = CountIf(e.flats, below);
+    const int32_t l = CountIf(e.lows, below) + flatsBelow;
+    const int32_t h = m - CountIf(e.highs, [t](float x) { return x <= t; }) - flatsBelow;
+    const int32_t k = CountIf(e.flats, [t](float x) { return x == t; });
     double c = w.Cost(t, l, h);
     if (c < best) best = c, Set(d, t, l, h, 1);
     if (k > 0) {

@@ -1,26 +1,10 @@
 // The node decision on seeded random nodes against the plain model, and the
 // serial and parallel forms of the search against each other.
-#include <cstring>
-
 #include "split_search_soup.h"
 #include "frame/qelr_internal.h"
 #include "test_util.h"
 
 namespace {
-
-bool SameDecision(const qelrSplitDecision& a, const qelrSplitDecision& b) {
-  if (a.axis != b.axis) return false;
-  if (a.axis < 0) return true;
-  return std::memcmp(&a.cost, &b.cost, 8) == 0 && qt::Bits(a.position) == qt::Bits(b.position) &&
-         a.leftCount == b.leftCount && a.rightCount == b.rightCount && a.flatSide == b.flatSide;
-}
-
-std::string Describe(const qelrSplitDecision& d) {
-  char text[160];
-  std::snprintf(text, sizeof text, "axis %d cost %.17g pos %s left %d right %d side %d", d.axis,
-                d.cost, qt::Show(d.position).c_str(), d.leftCount, d.rightCount, d.flatSide);
-  return text;
-}
 
 // A coordinate on a coarse grid now and then (so that events coincide), on
 // a face of the box now and then, otherwise anywhere inside.
@@ -78,9 +62,7 @@ TEST(SplitSearchDecision, MatchesModelOnRandomNodes) {
       localFindBestSplit(soup.Events(), soup.refs.data(), count, box, localQualityScale(quality),
                          false, &got);
       const qelrSplitDecision want = ref::Decide(soup.polygons, box, quality);
-      ASSERT_TRUE(SameDecision(want, got))
-          << "count " << count << " trial " << trial << "\n want " << Describe(want)
-          << "\n got  " << Describe(got);
+      ASSERT_TRUE(SameDecision(want, got)) << "count " << count << " trial " << trial;
     }
   }
 }
@@ -97,9 +79,7 @@ TEST(SplitSearchDecision, SerialAndParallelAgreeWhateverTheTeam) {
     serial.cost = parallel.cost = leafCost;
     localFindBestSplitSortSearch(soup.Events(), soup.refs.data(), count, box, &serial, scale);
     localFindBestSplitSortSearch_MT(soup.Events(), soup.refs.data(), count, box, &parallel, scale);
-    ASSERT_TRUE(SameDecision(serial, parallel))
-        << "trial " << trial << "\n serial   " << Describe(serial) << "\n parallel "
-        << Describe(parallel);
+    ASSERT_TRUE(SameDecision(serial, parallel)) << "trial " << trial;
   }
 }
 
@@ -128,61 +108,38 @@ TEST(SplitSearchDecision, EventsSortedForTheSameReferencesServeAgain) {
       PolygonSoup copy;
       for (const ref::Polygon& p : soup.polygons) copy.Add(p);
       localFindBestSplit(copy.Events(), copy.refs.data(), count, box, scale, false, &fresh);
-      ASSERT_TRUE(SameDecision(fresh, reused))
-          << "trial " << trial << " cut " << cut << "\n fresh  " << Describe(fresh) << "\n reused "
-          << Describe(reused);
+      ASSERT_TRUE(SameDecision(fresh, reused)) << "trial " << trial << " cut " << cut;
     }
   }
 }
 
-TEST(SplitSearchDecision, QualityOneSplitsMoreReadily) {
-  EXPECT_EQ(qt::Bits(localQualityScale(0.0f)), qt::Bits(5.0575697f));
-  EXPECT_EQ(qt::Bits(localQualityScale(1.0f)), qt::Bits(0.50575697f));
-  // About a tenth of the threshold (the scales are single precision); never
-  // under the single-precision 1e-5.
-  EXPECT_NEAR(localThreshold(localQualityScale(1.0f), 1000.0) * 10.0,
-              localThreshold(localQualityScale(0.0f), 1000.0), 1e-3);
-  EXPECT_EQ(localThreshold(localQualityScale(1.0f), 0.0), double(1e-5f));
-}
-
-TEST(RadixSort, SameOrderAsTheQuicksortUpToSignedZeros) {
+// Both radix forms give the quicksort's order bit for bit, except that
+// they put -0 below +0 where the quicksort leaves zeros as they came.
+TEST(RadixSort, BothFormsSortLikeTheQuicksort) {
   qt::Rng rng(5);
-  for (int32_t count : {321, 322, 1000, 4097, 70000}) {  // 70000 takes the long form
-    std::vector<float> a(count), b, scratch(count);
+  for (int32_t count : {1, 2, 47, 48, 321, 322, 4097, 70000, 70001}) {  // 70000 up: the long form
+    std::vector<float> a(count), scratch(count);
+    const bool narrow = count == 70001;  // a node's narrow range with repeats
+    const bool nans = count % 2 == 1 && !narrow;  // NaNs have no defined place in the quicksort
     for (float& x : a) {
-      x = rng.Special(-1e6f, 1e6f);
-      if (x != x) x = 1.0f;  // NaNs have no defined place in the quicksort
-      if (rng.Chance(0.2)) x = float(rng.Int(-3, 3));  // plenty of duplicates
+      x = narrow ? 1.2f + 0.001f * float(rng.Int(0, 300)) : rng.Special(-1e6f, 1e6f);
+      if (x != x && !nans) x = 1.0f;
+      if (rng.Chance(0.2)) x = rng.Chance(0.3) ? -0.0f : float(rng.Int(-3, 3));
     }
-    b = a;
+    std::vector<float> shortForm = a, quick = a;
     localRadixSort32f(a.data(), scratch.data(), count);
-    ASSERT_EQ(ownSortAscend32f(b.data(), count), StatusOk);
+    localRadixSortShort32f(shortForm.data(), scratch.data(), count);
+    ASSERT_EQ(ownSortAscend32f(quick.data(), count), StatusOk);
     for (int32_t k = 0; k < count; ++k) {
+      ASSERT_EQ(qt::Bits(a[k]), qt::Bits(shortForm[k])) << count << " at " << k;
+      if (nans) continue;
       if (a[k] == 0.0f) {
-        ASSERT_EQ(b[k], 0.0f) << k;
-        // -0 below +0 in the radix order.
-        if (k > 0 && a[k - 1] == 0.0f) {
-          ASSERT_FALSE(std::signbit(a[k]) && !std::signbit(a[k - 1]));
-        }
+        ASSERT_EQ(quick[k], 0.0f) << k;
+        ASSERT_FALSE(k > 0 && a[k - 1] == 0.0f && std::signbit(a[k]) && !std::signbit(a[k - 1])) << k;
       } else {
-        ASSERT_EQ(qt::Bits(a[k]), qt::Bits(b[k])) << k;
+        ASSERT_EQ(qt::Bits(a[k]), qt::Bits(quick[k])) << count << " at " << k;
       }
     }
-  }
-}
-
-TEST(RadixSort, ShortFormSortsLikeTheLongOne) {
-  qt::Rng rng(6);
-  for (int32_t count : {1, 2, 47, 48, 100, 320, 5000, 70000, 70001}) {
-    std::vector<float> a(count), b, scratch(count);
-    // Wide values with specials, or a node's narrow range with repeats.
-    const bool narrow = count == 70001;
-    for (float& x : a)
-      x = narrow ? 1.2f + 0.001f * float(rng.Int(0, 300)) : rng.Chance(0.1) ? -0.0f : rng.Special(-1e3f, 1e3f);
-    b = a;
-    localRadixSortShort32f(a.data(), scratch.data(), count);
-    localRadixSort32f(b.data(), scratch.data(), count);
-    for (int32_t k = 0; k < count; ++k) ASSERT_EQ(qt::Bits(a[k]), qt::Bits(b[k])) << count << " at " << k;
   }
 }
 

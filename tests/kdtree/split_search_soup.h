@@ -1,14 +1,18 @@
-// Polygons held the way the builder holds them, for feeding the split
-// search directly: points at stable addresses, pointer arrays, references,
-// and the twelve event arrays.
+// Polygons held the way the builder holds them (points at stable addresses,
+// pointer arrays, references, twelve event arrays) for feeding the split
+// search directly, and an exact comparison of two decisions.
 #pragma once
 
+#include <cstdio>
+#include <cstring>
 #include <deque>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "kdtree/kd_split_search.h"
 #include "reference_split_search.h"
+#include "test_util.h"
 
 struct PolygonSoup {
   std::deque<ref::Point> points;
@@ -31,8 +35,7 @@ struct PolygonSoup {
     polygons.push_back(polygon);
   }
 
-  // Event arrays with room for every reference, filled with junk so that
-  // nothing can rely on them being cleared.
+  // Filled with junk so that nothing can rely on them being cleared.
   KDEventArrays* Events() {
     const size_t n = refs.size() + 1;
     eventStorage.assign(12 * n, -12345.0f);
@@ -44,3 +47,21 @@ struct PolygonSoup {
 
   int32_t Count() const { return int32_t(refs.size()); }
 };
+
+inline std::string Describe(const qelrSplitDecision& d) {
+  char text[160];
+  std::snprintf(text, sizeof text, "axis %d cost %.17g pos %s left %d right %d side %d", d.axis,
+                d.cost, qt::Show(d.position).c_str(), d.leftCount, d.rightCount, d.flatSide);
+  return text;
+}
+
+// Bit for bit; a leaf (axis -1) carries nothing else.
+inline ::testing::AssertionResult SameDecision(const qelrSplitDecision& want, const qelrSplitDecision& got) {
+  const bool same = want.axis == got.axis &&
+                    (want.axis < 0 || (std::memcmp(&want.cost, &got.cost, 8) == 0 &&
+                                       qt::Bits(want.position) == qt::Bits(got.position) &&
+                                       want.leftCount == got.leftCount && want.rightCount == got.rightCount &&
+                                       want.flatSide == got.flatSide));
+  if (same) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "\n want " << Describe(want) << "\n got  " << Describe(got);
+}
