@@ -103,26 +103,22 @@ TEST(CostBuilderTree, TrianglesOnOrTouchingTheSplitPlane) {
   flat.AddTriangleAt({0, 0, 0, 0, 4, 0, 0, 0, 4});
   flat.AddTriangleAt({0, 4, 4, 0, 4, 0, 0, 0, 4});
   for (int k = 0; k < 40; ++k) flat.AddTriangleAt({0.5f + 0.2f * k, 0, 0, 10, 4, 1, 0.7f + 0.2f * k, 1, 4});
-  const float clip[6] = {0, 0, 0, 10, 4, 4};
-  Built a(flat, KDCostSettings{1, 1.0f, 100 * kMiB, clip});
-  ASSERT_EQ(a.status, StatusOk);
-  ASSERT_EQ(a.Root().kind, 0);
-  EXPECT_EQ(a.Root().value.split, 0.0f);
-  const KDBuildNode* pair = static_cast<const KDBuildNode*>(a.Root().target);
-  EXPECT_EQ(LeafList(pair[0]), (std::vector<int32_t>{0, 1}));
-  EXPECT_EQ(pair[1].value.count, 40);
-
   // A triangle with an edge on the plane x = 5 from below stays whole below.
   Scene touching;
   touching.AddTriangleAt({1, 0, 0, 5, 0, 0, 5, 4, 4});
   for (int k = 0; k < 30; ++k) touching.AddTriangleAt({5, 0.1f * k, 0, 10, 0.1f * k + 1, 1, 7, 0, 4});
-  Built b(touching, KDCostSettings{1, 1.0f, 100 * kMiB, nullptr});
-  ASSERT_EQ(b.status, StatusOk);
-  ASSERT_EQ(b.Root().kind, 0);
-  ASSERT_EQ(b.Root().value.split, 5.0f);
-  pair = static_cast<const KDBuildNode*>(b.Root().target);
-  EXPECT_EQ(LeafList(pair[0]), std::vector<int32_t>{0});
-  EXPECT_EQ(pair[1].value.count, 30);
+  const float clip[6] = {0, 0, 0, 10, 4, 4};
+  const struct { const Scene* scene; const float* clip; float split; std::vector<int32_t> below; int32_t above; }
+      cases[] = {{&flat, clip, 0.0f, {0, 1}, 40}, {&touching, nullptr, 5.0f, {0}, 30}};
+  for (const auto& c : cases) {
+    Built built(*c.scene, KDCostSettings{1, 1.0f, 100 * kMiB, c.clip});
+    ASSERT_EQ(built.status, StatusOk);
+    ASSERT_EQ(built.Root().kind, 0);
+    EXPECT_EQ(built.Root().value.split, c.split);
+    const KDBuildNode* pair = static_cast<const KDBuildNode*>(built.Root().target);
+    EXPECT_EQ(LeafList(pair[0]), c.below);
+    EXPECT_EQ(pair[1].value.count, c.above);
+  }
 }
 
 TEST(CostBuilderMemory, BudgetRunningOutAfterSplitsReleasesEverything) {
