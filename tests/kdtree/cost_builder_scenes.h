@@ -43,22 +43,17 @@ inline Scene RandomScene(uint64_t seed, int32_t count, float size = 10.0f) {
   qt::Rng rng(seed);
   Scene s;
   for (int32_t t = 0; t < count; ++t) {
-    float base[3];
+    float base[3], p[9];
     for (float& b : base) b = rng.Uniform(0.0f, size);
-    const bool large = rng.Chance(0.05);
+    const float spread = rng.Chance(0.05) ? size * 0.5f : size * 0.05f;
     const int flat = rng.Chance(0.2) ? rng.Int(0, 2) : -1;
     const bool grid = rng.Chance(0.3);
-    for (int v = 0; v < 3; ++v) {
-      float p[3];
-      for (int a = 0; a < 3; ++a) {
-        float spread = large ? size * 0.5f : size * 0.05f;
-        p[a] = base[a] + rng.Uniform(-spread, spread);
-        if (grid) p[a] = std::round(p[a]);
-        if (a == flat) p[a] = base[a];
-      }
-      s.AddVertex(p[0], p[1], p[2]);
+    for (int k = 0; k < 9; ++k) {
+      p[k] = base[k % 3] + rng.Uniform(-spread, spread);
+      if (grid) p[k] = std::round(p[k]);
+      if (k % 3 == flat) p[k] = base[k % 3];
     }
-    s.AddTriangle(3 * t, 3 * t + 1, 3 * t + 2);
+    s.AddTriangleAt({p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7], p[8]});
   }
   return s;
 }

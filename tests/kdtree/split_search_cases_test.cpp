@@ -66,7 +66,7 @@ TEST(SplitSearchCases, FlatPolygonsAtOneCoordinateTryOnePlaneBothWays) {
       soup.Add(Triangle({at, 0.1f * k, 0.5f}, {at, 1.5f, 0.2f}, {at, 0.7f, 1.9f}));
     const qelrSplitDecision d = Axis(soup, box, 0);
     // Below the middle the flats are cheaper on the low side, above it on the high side.
-    if (at < 5.0f) ExpectSplit(d, at, 5, 0, 0); else ExpectSplit(d, at, 0, 5, 1);
+    ExpectSplit(d, at, at < 5.0f ? 5 : 0, at < 5.0f ? 0 : 5, at < 5.0f ? 0 : 1);
   }
 }
 
