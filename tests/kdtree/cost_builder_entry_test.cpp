@@ -13,14 +13,7 @@ namespace {
 
 qelrKDTreeBuildParams CostParams(uint32_t memoryMiB, uint32_t depth = 50, float quality = 0.5f,
                                  const float* clip = nullptr) {
-  qelrKDTreeBuildParams p;
-  std::memset(&p, 0, sizeof p);
-  p.mode = KDTreeModeCost;
-  p.depthLimit = depth;
-  p.qualityLevel = quality;
-  p.memoryLimit = memoryMiB;
-  p.clipBox = clip;
-  return p;
+  return qelrKDTreeBuildParams{KDTreeModeCost, depth, quality, memoryMiB, clip};
 }
 
 qelrKDNode* const kUntouched = reinterpret_cast<qelrKDNode*>(uintptr_t(0x5150));
