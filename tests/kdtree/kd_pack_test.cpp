@@ -78,18 +78,14 @@ TEST(KDPack, LeafForms) {
     HandTree h;
     Packed p;
     Pack(h.Leaf(c.in), p);
-    const int32_t listBytes = c.form == blk::Form::List ? 4 * int32_t(c.in.size()) : 0;
-    EXPECT_EQ(p.size, 16 + listBytes);
+    const bool list = c.form == blk::Form::List;
+    EXPECT_EQ(p.size, 16 + (list ? 4 * int32_t(c.in.size()) : 0));
     EXPECT_EQ(blk::FormOf(p.tree), c.form) << c.in.size();
     EXPECT_EQ(blk::LeafTriangles(p.tree), c.readBack);
-    EXPECT_EQ(blk::Link(p.tree + 1), 0);
-    EXPECT_EQ(blk::Data(p.tree + 1), 0);
-    if (c.form == blk::Form::List) {
+    EXPECT_TRUE(blk::Link(p.tree + 1) == 0 && blk::Data(p.tree + 1) == 0);  // zeroed padding
+    if (list || c.form == blk::Form::Empty) {
+      EXPECT_EQ(blk::Link(p.tree), -16);
       EXPECT_EQ(blk::Data(p.tree), int32_t(c.in.size()));
-      EXPECT_EQ(blk::Link(p.tree), -16);
-    }
-    if (c.form == blk::Form::Empty) {
-      EXPECT_EQ(blk::Link(p.tree), -16);
     }
   }
 }
@@ -103,30 +99,25 @@ TEST(KDPack, LayoutOfASmallTree) {
   Pack(root, p);
   ASSERT_EQ(p.size, 64);  // root, padding, two pairs, one list of 4
   const int32_t* w = reinterpret_cast<const int32_t*>(p.tree);
-  EXPECT_EQ(w[0], 16 | 0);
-  EXPECT_EQ(qt::Bits(blk::Split(p.tree)), qt::Bits(1.5f));
-  EXPECT_EQ(w[2], 0);
-  EXPECT_EQ(w[3], 0);
-  EXPECT_EQ(w[4], 16 | 1);  // node at 16, its pair at 32
-  EXPECT_EQ(qt::Bits(blk::Split(w + 4)), qt::Bits(2.0f));
-  EXPECT_EQ(w[6], 24 - 64);                  // empty leaf at 24: points at the end of the lists
-  EXPECT_EQ(w[7], 0);
-  EXPECT_EQ(w[8], int32_t(0x80000001u));     // {1} packed at 32
-  EXPECT_EQ(w[9], int32_t(0x80000001u));
-  EXPECT_EQ(w[10], 40 - 48);                 // list leaf at 40, list at 48
-  EXPECT_EQ(w[11], 4);
-  EXPECT_EQ(std::vector<int32_t>(w + 12, w + 16), (std::vector<int32_t>{2, 3, 4, 5}));
+  const int32_t expected[16] = {16 | 0, int32_t(qt::Bits(1.5f)), 0, 0,
+                                16 | 1, int32_t(qt::Bits(2.0f)),  // node at 16, its pair at 32
+                                24 - 64, 0,                        // empty leaf: points at the end of the lists
+                                int32_t(0x80000001u), int32_t(0x80000001u),  // {1} packed
+                                40 - 48, 4,                        // list leaf at 40, list at 48
+                                2, 3, 4, 5};
+  EXPECT_EQ(std::vector<int32_t>(w, w + 16), std::vector<int32_t>(expected, expected + 16));
 }
 
 // A random tree and the facts the packed block must reproduce.
-KDBuildNode* RandomTree(HandTree& h, qt::Rng& rng, int depth) {
+KDBuildNode* RandomTree(HandTree& h, qt::Rng& rng, int depth, int& interiors) {
   if (depth == 0 || rng.Chance(0.3)) {
     std::vector<int32_t> list(rng.Int(0, 6));
     for (int32_t& i : list) i = rng.Chance(0.1) ? rng.Int(0, 0x7FFFFFFF) : rng.Int(0, 60000);
     return h.Leaf(list);
   }
-  const KDBuildNode* below = RandomTree(h, rng, depth - 1);
-  const KDBuildNode* above = RandomTree(h, rng, depth - 1);
+  ++interiors;
+  const KDBuildNode* below = RandomTree(h, rng, depth - 1, interiors);
+  const KDBuildNode* above = RandomTree(h, rng, depth - 1, interiors);
   return h.Interior(rng.Int(0, 2), rng.Uniform(-10, 10), below, above);
 }
 
@@ -166,24 +157,13 @@ TEST(KDPack, RandomTreesReadBack) {
   qt::Rng rng(21);
   for (int round = 0; round < 60; ++round) {
     HandTree h;
-    const KDBuildNode* root = RandomTree(h, rng, rng.Int(0, 7));
+    int interiors = 0;
+    const KDBuildNode* root = RandomTree(h, rng, rng.Int(0, 7), interiors);
     Packed p;
     Pack(root, p);
     const char* base = reinterpret_cast<const char*>(p.tree);
-    int32_t lastPair = 0, lastList = -1;
-    // The first list starts where the pairs end; find it from the walk.
-    int32_t nodes = 16;
-    std::vector<const KDBuildNode*> todo{root};
-    while (!todo.empty()) {
-      const KDBuildNode* n = todo.back();
-      todo.pop_back();
-      if (n->kind == kKDLeafKind) continue;
-      nodes += 16;
-      const KDBuildNode* kids = static_cast<const KDBuildNode*>(n->target);
-      todo.push_back(&kids[0]);
-      todo.push_back(&kids[1]);
-    }
-    lastList = nodes;
+    // The first list starts where the pairs end.
+    int32_t lastPair = 0, lastList = 16 + 16 * interiors;
     Compare(root, p.tree, base, lastPair, lastList);
     EXPECT_EQ(p.size, lastList) << "the block ends with the last list";
   }

@@ -15,8 +15,6 @@ namespace {
 using qt::Bits;
 using qt::SameBits;
 
-// ---- qelrCastEye_32f ----
-
 TEST(CastEye, BothFormsMatchTheirModels) {
   qt::Rng rng(31);
   const float origin[3] = {-1.25f, 0.7f, 1.0f};
@@ -32,13 +30,11 @@ TEST(CastEye, BothFormsMatchTheirModels) {
         const qelrSize blockSize{rng.Int(1, 64), rng.Int(1, 64)};
         ASSERT_EQ(qelrCastEye_32f(origin, stepX, stepY, blockCol, blockRow, blockSize, planes, qelrSize{width, height}),
                   StatusOk);
-        std::vector<float> e[3] = {std::vector<float>(n), std::vector<float>(n), std::vector<float>(n)};
-        float* expected[3] = {e[0].data(), e[1].data(), e[2].data()};
+        std::vector<float> e(3 * n);
+        float* expected[3] = {&e[0], &e[n], &e[2 * n]};
         const int col0 = blockCol * blockSize.width, row0 = blockRow * blockSize.height;
-        if (width % 4 == 0)
-          ref::CastEyeVector(origin, stepX, stepY, col0, row0, width, height, expected);
-        else
-          ref::CastEyeScalar(origin, stepX, stepY, col0, row0, width, height, expected);
+        (width % 4 == 0 ? ref::CastEyeVector : ref::CastEyeScalar)(origin, stepX, stepY, col0, row0, width, height,
+                                                                   expected);
         for (int k = 0; k < 3; ++k)
           ASSERT_TRUE(SameBits(expected[k], planes[k], n)) << width << "x" << height << " offset " << offset << " k " << k;
         EXPECT_TRUE(x.GuardsIntact() && y.GuardsIntact() && z.GuardsIntact());
@@ -57,8 +53,6 @@ TEST(CastEye, EmptySizesWriteNothingAndOnlyPDirectionIsTested) {
   EXPECT_EQ(qelrCastEye_32f(v, v, v, 0, 0, qelrSize{4, 4}, nullptr, qelrSize{4, 4}), StatusNullPointer);
   EXPECT_EQ(qelrCastEye_32f(nullptr, nullptr, nullptr, 0, 0, qelrSize{4, 4}, p, qelrSize{0, 0}), StatusOk);
 }
-
-// ---- qelrIntersectEyeSO_32f ----
 
 // A random scene of triangles of a few units in a box around the origin,
 // with its records, its box, and a tree (simple mode or by hand).
@@ -187,11 +181,10 @@ void FillRays(qt::Rng& rng, RayBlock& b, const float eye[3], const std::vector<f
   for (int i = 0; i < b.n; ++i)
     if (tri[i] != b.tri[i] || Bits(dist[i]) != Bits(b.dist[i]) || Bits(hu[i]) != Bits(b.hu[i]) ||
         Bits(hv[i]) != Bits(b.hv[i]))
-      return ::testing::AssertionFailure()
-             << "ray " << i << " (row " << i / b.width << ", col " << i % b.width << "): triangle " << tri[i]
-             << " vs " << b.tri[i] << ", dist " << qt::Show(dist[i]) << " vs " << qt::Show(b.dist[i]) << ", hit "
-             << qt::Show(hu[i]) << " vs " << qt::Show(b.hu[i]) << ", " << qt::Show(hv[i]) << " vs "
-             << qt::Show(b.hv[i]) << ", direction " << b.dx[i] << " " << b.dy[i] << " " << b.dz[i];
+      return ::testing::AssertionFailure() << "ray " << i << " of " << b.width << "x" << b.height << ": expected "
+                                           << tri[i] << " " << qt::Show(dist[i]) << " " << qt::Show(hu[i]) << " "
+                                           << qt::Show(hv[i]) << ", got " << b.tri[i] << " " << qt::Show(b.dist[i])
+                                           << " " << qt::Show(b.hu[i]) << " " << qt::Show(b.hv[i]);
   return ::testing::AssertionSuccess();
 }
 
@@ -230,7 +223,8 @@ void RandomEye(qt::Rng& rng, const TestScene& s, float eye[3]) {
 
 // Random scenes, eyes and blocks, every other one on a hand-laid tree.
 // Packet blocks: sides multiples of 4, aligned planes.  Single-ray blocks:
-// sides that are not multiples of 4, or planes off 16 bytes, or both.
+// sides that are not multiples of 4, or planes off 16 bytes, or both; the
+// first is 6x4 and aligned (width 6 is not a packet block either).
 void CompareOnRandomBlocks(uint64_t seed, bool packetPath) {
   qt::Rng rng(seed);
   int hits = 0;
@@ -244,6 +238,7 @@ void CompareOnRandomBlocks(uint64_t seed, bool packetPath) {
       width = round % 3 == 0 ? width : rng.Int(1, 11);
       height = rng.Int(1, 9);
       offset = (width % 4 == 0 && height % 4 == 0) ? 4 * rng.Int(1, 3) : 4 * rng.Int(0, 3);
+      if (round == 0) width = 6, height = 4, offset = 0;
     }
     RayBlock b(width, height, offset);
     FillRays(rng, b, eye, s.vertices);
@@ -255,15 +250,6 @@ void CompareOnRandomBlocks(uint64_t seed, bool packetPath) {
 
 TEST(IntersectEye, SingleRayPathMatchesModel) { CompareOnRandomBlocks(41, false); }
 TEST(IntersectEye, PacketPathMatchesModel) { CompareOnRandomBlocks(42, true); }
-
-TEST(IntersectEye, WidthSixTakesTheSingleRayPathEvenIfAligned) {
-  qt::Rng rng(43);
-  TestScene s(rng, 30, false);
-  const float eye[3] = {0, 0, -10};
-  RayBlock b(6, 4, 0);
-  FillRays(rng, b, eye, s.vertices);
-  EXPECT_TRUE(RunAndCompare(s, eye, b, false));
-}
 
 TEST(IntersectEye, PacketPathMissesAndDisabledRays) {
   qt::Rng rng(44);

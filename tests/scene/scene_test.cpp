@@ -22,38 +22,28 @@ qelrTriangleAccel AccelOf(const float (&v)[9]) {
   return a;
 }
 
-TEST(TriangleAccel, SizeQuery) {
+TEST(TriangleAccel, SizeAxisChoiceAndDegenerateCases) {
   int32_t size = 0;
   EXPECT_EQ(qelrTriangleAccelGetSize(nullptr), StatusNullPointer);
   EXPECT_EQ(qelrTriangleAccelGetSize(&size), StatusOk);
   EXPECT_EQ(size, 40);
-}
 
-TEST(TriangleAccel, AxisChoiceAndDegenerateCases) {
-  // Normal (0,0,1): k 2, u 0, w 1, plane perpendicular to z.
+  // Normal (0,0,1): k 2, u 0, w 1, flagged perpendicular to z.
   const qelrTriangleAccel flat = AccelOf({0, 0, 0, 1, 0, 0, 0, 1, 0});
   EXPECT_EQ(flat.axes, 0x80000000u | (2u << 4) | (0u << 2) | 1u);
-  EXPECT_EQ(Bits(flat.normalU), 0u);
-  EXPECT_EQ(Bits(flat.normalW), 0u);
+  EXPECT_TRUE(Bits(flat.normalU) == 0 && Bits(flat.normalW) == 0);
 
   // All on one line: ten zero words.
   const qelrTriangleAccel line = AccelOf({0, 0, 0, 1, 1, 1, 2, 2, 2});
   const qelrTriangleAccel zero = {};
   EXPECT_EQ(std::memcmp(&line, &zero, sizeof zero), 0);
 
-  // Normal (1,1,0): the tie of x and y goes to x.  C at the origin, e1 and
-  // e2 chosen so that e1 x e2 is the wanted normal.
-  const qelrTriangleAccel tieXY = AccelOf({0, 0, 1, 1, -1, 0, 0, 0, 0});
-  EXPECT_EQ((tieXY.axes >> 4) & 3, 0u);
-  // Normal (1,2,0): k 1, u 0, w 2, sign -1.
-  const qelrTriangleAccel yAxis = AccelOf({0, 0, 1, 2, -1, 0, 0, 0, 0});
-  EXPECT_EQ(yAxis.axes, (1u << 4) | (0u << 2) | 2u);
-  // Normal (2,2,2): z is not above the others, so x.
-  const qelrTriangleAccel allEqual = AccelOf({1, -1, 0, 0, 1, -1, 0, 0, 0});
-  EXPECT_EQ((allEqual.axes >> 4) & 3, 0u);
+  // Normals (1,1,0) and (2,2,2): ties go to x.  (1,2,0): k 1, u 0, w 2.
+  EXPECT_EQ((AccelOf({0, 0, 1, 1, -1, 0, 0, 0, 0}).axes >> 4) & 3, 0u);
+  EXPECT_EQ((AccelOf({1, -1, 0, 0, 1, -1, 0, 0, 0}).axes >> 4) & 3, 0u);
+  EXPECT_EQ(AccelOf({0, 0, 1, 2, -1, 0, 0, 0, 0}).axes, (1u << 4) | (0u << 2) | 2u);
 
-  // A NaN coordinate (here y, so that n[0] is NaN) is not degenerate: axis
-  // x and NaNs in the record.
+  // A NaN coordinate is not degenerate: axis x and NaNs in the record.
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const qelrTriangleAccel withNan = AccelOf({0, nan, 0, 1, 0, 0, 0, 1, 0});
   EXPECT_EQ((withNan.axes >> 4) & 3, 0u);
@@ -160,14 +150,11 @@ struct SurfaceBatch {
   qt::GuardedBuffer<float> w0, w1, nx, ny, nz;
   SurfaceBatch(int n, size_t offset)
       : hits(n, offset), w0(n, offset), w1(n, offset), nx(n, offset), ny(n, offset), nz(n, offset) {}
-  float* normals[3] = {nullptr, nullptr, nullptr};
-  float* const* Normals() {
-    normals[0] = nx.data(), normals[1] = ny.data(), normals[2] = nz.data();
-    return normals;
-  }
+  float* normals[3] = {nx.data(), ny.data(), nz.data()};
+  float* const* Normals() { return normals; }
   bool GuardsIntact() const {
-    return hits.GuardsIntact() && w0.GuardsIntact() && w1.GuardsIntact() && nx.GuardsIntact() &&
-           ny.GuardsIntact() && nz.GuardsIntact();
+    return hits.GuardsIntact() && w0.GuardsIntact() && w1.GuardsIntact() && nx.GuardsIntact() && ny.GuardsIntact() &&
+           nz.GuardsIntact();
   }
 };
 
@@ -267,12 +254,12 @@ TEST(SurfSmoothNormal, ThresholdDiffersBetweenPaths) {
   ASSERT_EQ(qelrSurfSmoothNormal_32f(vn, tri, hits, weights, shifted, 4, 4), StatusOk);
   EXPECT_GT(out[0][1], 0.7f);  // scalar: a unit vector
 
-  int32_t hit = 0;
-  EXPECT_EQ(qelrSurfSmoothNormal_32f(nullptr, tri, hits, weights, normals, 1, 4), StatusNullPointer);
-  EXPECT_EQ(qelrSurfSmoothNormal_32f(vn, nullptr, hits, weights, normals, 1, 4), StatusNullPointer);
-  EXPECT_EQ(qelrSurfSmoothNormal_32f(vn, tri, nullptr, weights, normals, 1, 4), StatusNullPointer);
-  EXPECT_EQ(qelrSurfSmoothNormal_32f(vn, tri, &hit, nullptr, normals, 1, 4), StatusNullPointer);
-  EXPECT_EQ(qelrSurfSmoothNormal_32f(vn, tri, &hit, weights, nullptr, 1, 4), StatusNullPointer);
+  for (int missing = 0; missing < 5; ++missing)
+    EXPECT_EQ(qelrSurfSmoothNormal_32f(missing == 0 ? nullptr : vn, missing == 1 ? nullptr : tri,
+                                       missing == 2 ? nullptr : hits, missing == 3 ? nullptr : weights,
+                                       missing == 4 ? nullptr : normals, 1, 4),
+              StatusNullPointer)
+        << missing;
 }
 
 }  // namespace
