@@ -117,19 +117,13 @@ struct RayBlock {
   RayBlock(int w, int h, size_t offset)
       : width(w), height(h), n(w * h), dx(n, offset), dy(n, offset), dz(n, offset), dist(n, offset),
         hu(n, offset), hv(n, offset), tri(n, offset) {}
-  const float* dirs[3];
-  float* hits[2];
-  const float* const* Dirs() {
-    dirs[0] = dx.data(), dirs[1] = dy.data(), dirs[2] = dz.data();
-    return dirs;
-  }
-  float* const* Hits() {
-    hits[0] = hu.data(), hits[1] = hv.data();
-    return hits;
-  }
+  const float* dirs[3] = {dx.data(), dy.data(), dz.data()};
+  float* hits[2] = {hu.data(), hv.data()};
+  const float* const* Dirs() const { return dirs; }
+  float* const* Hits() const { return hits; }
   bool GuardsIntact() const {
-    return dx.GuardsIntact() && dy.GuardsIntact() && dz.GuardsIntact() && dist.GuardsIntact() &&
-           hu.GuardsIntact() && hv.GuardsIntact() && tri.GuardsIntact();
+    return dx.GuardsIntact() && dy.GuardsIntact() && dz.GuardsIntact() && dist.GuardsIntact() && hu.GuardsIntact() &&
+           hv.GuardsIntact() && tri.GuardsIntact();
   }
 };
 
@@ -193,7 +187,7 @@ void FillRays(qt::Rng& rng, RayBlock& b, const float eye[3], const std::vector<f
   std::vector<float> dist(b.dist.data(), b.dist.data() + b.n), hu(b.hu.data(), b.hu.data() + b.n),
       hv(b.hv.data(), b.hv.data() + b.n);
   std::vector<int32_t> tri(b.tri.data(), b.tri.data() + b.n);
-  const float* dirs[3] = {b.dx.data(), b.dy.data(), b.dz.data()};
+  const float* const* dirs = b.Dirs();
   if (packetPath) {
     float* hits[2] = {hu.data(), hv.data()};
     ref::PacketBlock(s.Ref(), eye, dirs, dist.data(), hits, tri.data(), b.width, b.height);
