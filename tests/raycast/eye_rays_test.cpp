@@ -349,6 +349,7 @@ TEST(IntersectEye, SplitTestDetailsOnAHandBlock) {
   // the interval, and the single-ray test allows 1e-5 more.
   EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 5e-5f, 1e30f}), Found(2, 2));
   EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 1.05e-4f, 1e30f}), Found(2, -1));
+  EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 1.15e-4f, 1e30f}), Found(-1, -1));  // 1.5e-5 short
   EXPECT_EQ(RunSplitCase(scene, {{}, {2}, 0.0f, 5.0f - 2e-4f, 1e30f}), Found(-1, -1));
 }
 
