@@ -2,7 +2,7 @@
 // KD-tree: builds the tree (and prints how long that took), prepares the
 // triangle records and the scene box, casts the eye rays block by block and
 // shades the nearest hits by their facing ratio, into out/big_scene.png.
-#include <png.h>
+#include "demo_util.h"
 
 #include <algorithm>
 #include <chrono>
@@ -18,34 +18,6 @@ namespace {
 
 constexpr int32_t kWidth = 640, kHeight = 480, kBlock = 16;
 constexpr int32_t kTriangles = 300000;
-
-double ThreadSeconds() {
-  timespec t;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
-
-bool WritePng(const char* path, const std::vector<uint8_t>& rgb) {
-  FILE* f = std::fopen(path, "wb");
-  if (!f) return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  if (setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, kWidth, kHeight, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int y = 0; y < kHeight; ++y)
-    png_write_row(png, const_cast<png_bytep>(&rgb[size_t(y) * kWidth * 3]));
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  std::fclose(f);
-  return true;
-}
 
 // 16-byte aligned planes, so that the intersection takes its packet path.
 template <typename T>
@@ -137,7 +109,7 @@ int main() {
   const double render = ThreadSeconds() - renderStart;
   qelrKDTreeFree(tree);
   std::printf("demo_big_scene: %dx%d eye rays traced in %.3f s of processor time\n", kWidth, kHeight, render);
-  if (!WritePng("out/big_scene.png", rgb)) {
+  if (!WritePng("out/big_scene.png", rgb, kWidth, kHeight, 3)) {
     std::fprintf(stderr, "demo_big_scene: cannot write out/big_scene.png\n");
     return 1;
   }

@@ -4,7 +4,7 @@
 // and diffuse light through the masked arithmetic, into out/render.png.  Also times the nearest-hit
 // search on its packet path (aligned planes) and its single-ray path (the
 // same planes one float off alignment).
-#include <png.h>
+#include "demo_util.h"
 
 #include <algorithm>
 #include <ctime>
@@ -42,35 +42,6 @@ Vec3 operator*(Vec3 a, float s) { return {a.x * s, a.y * s, a.z * s}; }
 float Dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 Vec3 Cross(Vec3 a, Vec3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
 Vec3 Normalise(Vec3 a) { return a * (1.0f / std::sqrt(Dot(a, a))); }
-
-// Processor time of this thread: the figures stay meaningful on a busy
-// machine.
-double ThreadSeconds() {
-  timespec t;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
-
-bool WritePng(const char* path, const std::vector<uint8_t>& rgb, int width, int height) {
-  FILE* f = std::fopen(path, "wb");
-  if (!f) return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  if (setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int y = 0; y < height; ++y) png_write_row(png, const_cast<png_bytep>(&rgb[size_t(y) * width * 3]));
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  std::fclose(f);
-  return true;
-}
 
 // The cost-driven tree when the library offers it, else the simple one.
 qelrKDNode* BuildTree(const ProceduralScene& s, const char** kind) {
@@ -232,7 +203,7 @@ int main(int argc, char** argv) {
   }
   qelrKDTreeFree(tree);
 
-  const bool written = WritePng("out/render.png", rgb, kWidth, kHeight);
+  const bool written = WritePng("out/render.png", rgb, kWidth, kHeight, 3);
   std::printf("render: %dx%d pixels, %d triangles, %s tree, %s normals\n", kWidth, kHeight, triangleCount, treeKind,
               flat ? "flat" : "smooth");
   std::printf("  packet path:     %8.2f Mrays/s\n", n / seconds[0] * 1e-6);

@@ -2,7 +2,7 @@
 // and the nearest code and writes three slices of each to
 // out/volume_slices.png: the source on top, the 2x linear resize in the
 // middle, the 2x nearest resize at the bottom.
-#include <png.h>
+#include "demo_util.h"
 
 #include <cmath>
 #include <cstdio>
@@ -62,27 +62,6 @@ void DrawSlice(const std::vector<float>& v, int32_t n, int32_t z, std::vector<ui
     }
 }
 
-bool WritePng(const char* path, const std::vector<uint8_t>& gray, int32_t width, int32_t height) {
-  FILE* file = std::fopen(path, "wb");
-  if (!file) return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  if (setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(file);
-    return false;
-  }
-  png_init_io(png, file);
-  png_set_IHDR(png, info, width, height, 8, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int32_t y = 0; y < height; ++y) png_write_row(png, gray.data() + size_t(y) * width);
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  std::fclose(file);
-  return true;
-}
-
 }  // namespace
 
 int main() {
@@ -101,7 +80,7 @@ int main() {
     DrawSlice(linear, m, int32_t(depths[column] * m), picture, width, column, 1);
     DrawSlice(nearest, m, int32_t(depths[column] * m), picture, width, column, 2);
   }
-  if (!WritePng("out/volume_slices.png", picture, width, height)) {
+  if (!WritePng("out/volume_slices.png", picture, width, height, 1)) {
     std::fprintf(stderr, "demo_volume: cannot write out/volume_slices.png\n");
     return 1;
   }
