@@ -40,6 +40,21 @@ void Scatter(const Word* from, Word* to, uint32_t* starts, int32_t count) {
   }
 }
 
+// One pass of 8 bits: turns the digit counts into first slots and moves the
+// keys to them, in order, so the pass is stable.
+void ScatterByByte(const Word* from, Word* to, uint32_t* starts, int32_t count, int shift) {
+  uint32_t sum = 0;
+  for (int b = 0; b < 256; ++b) {
+    const uint32_t c = starts[b];
+    starts[b] = sum;
+    sum += c;
+  }
+  for (int32_t k = 0; k < count; ++k) {
+    const uint32_t key = from[k];
+    to[starts[(key >> shift) & 0xFFu]++] = key;
+  }
+}
+
 // Sorts keys[begin, end) by their low `bits` bits (the higher ones are all
 // equal), in passes of 8 bits through spare[begin, end); leaves the sorted
 // keys, turned back into floats, in keys.
@@ -65,16 +80,7 @@ void SortBucket(Word* keys, Word* spare, int32_t begin, int32_t end, int bits) {
     uint32_t starts[256] = {};
     for (int32_t k = 0; k < count; ++k) ++starts[(from[k] >> shift) & 0xFFu];
     if (starts[(from[0] >> shift) & 0xFFu] == static_cast<uint32_t>(count)) continue;
-    uint32_t sum = 0;
-    for (int b = 0; b < 256; ++b) {
-      const uint32_t c = starts[b];
-      starts[b] = sum;
-      sum += c;
-    }
-    for (int32_t k = 0; k < count; ++k) {
-      const uint32_t key = from[k];
-      to[starts[(key >> shift) & 0xFFu]++] = key;
-    }
+    ScatterByByte(from, to, starts, count, shift);
     std::swap(from, to);
   }
   Word* out = keys + begin;
@@ -198,16 +204,7 @@ void localRadixSortShort32f(float* array, float* scratch, int32_t count) {
     uint32_t* starts = histograms[d];
     const int shift = 8 * d;
     if (starts[(first >> shift) & 0xFFu] == static_cast<uint32_t>(count)) continue;
-    uint32_t sum = 0;
-    for (int b = 0; b < 256; ++b) {
-      const uint32_t c = starts[b];
-      starts[b] = sum;
-      sum += c;
-    }
-    for (int32_t k = 0; k < count; ++k) {
-      const uint32_t key = from[k];
-      to[starts[(key >> shift) & 0xFFu]++] = key;
-    }
+    ScatterByByte(from, to, starts, count, shift);
     std::swap(from, to);
   }
   for (int32_t k = 0; k < count; ++k) keys[k] = FromKey(from[k]);
