@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "frame/qelr_internal.h"
+#include "scene/triangle_normal.h"
 
 namespace {
 
@@ -33,13 +34,10 @@ AxisChoice ChooseAxes(const double n[3]) {
 }
 
 void InitRecord(qelrTriangleAccel* record, const float* A, const float* B, const float* C) {
-  double e1[3], e2[3];
-  for (int32_t i = 0; i < 3; ++i) {
-    e1[i] = static_cast<double>(A[i]) - static_cast<double>(C[i]);
-    e2[i] = static_cast<double>(B[i]) - static_cast<double>(C[i]);
-  }
-  const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e2[2] * e1[0],
-                       e2[1] * e1[0] - e1[1] * e2[0]};
+  const TriangleEdges edges = EdgesAndNormal(A, B, C);
+  const double* e1 = edges.e1;
+  const double* e2 = edges.e2;
+  const double* n = edges.n;
   const AxisChoice c = ChooseAxes(n);
 
   // No area: an all-zero record, which readers recognise by `axes` alone.

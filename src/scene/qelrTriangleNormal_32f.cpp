@@ -4,17 +4,13 @@
 #include <cmath>
 
 #include "frame/qelr_internal.h"
+#include "scene/triangle_normal.h"
 
 namespace {
 
 void UnitNormal(const float* A, const float* B, const float* C, float* out) {
-  double e1[3], e2[3];
-  for (int32_t i = 0; i < 3; ++i) {
-    e1[i] = static_cast<double>(A[i]) - static_cast<double>(C[i]);
-    e2[i] = static_cast<double>(B[i]) - static_cast<double>(C[i]);
-  }
-  const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e2[2] * e1[0],
-                       e2[1] * e1[0] - e1[1] * e2[0]};
+  const TriangleEdges edges = EdgesAndNormal(A, B, C);
+  const double* n = edges.n;
   const double square = n[0] * n[0] + n[1] * n[1] + n[2] * n[2];
   // A degenerate triangle gets a zero normal, never a NaN.
   if (square < DBL_EPSILON) {
