@@ -1,7 +1,5 @@
 // The band recurrence for a block of directions, one direction per vector
-// lane.  Included by one source file per instruction set; everything here
-// sits in an anonymous namespace, so the copies compiled for different
-// instruction sets never merge at link time.
+// lane (the vectors of sh_lanes.h).
 //
 // The block is worked column by column: for each m the sectoral pair
 // Y(m, ±m), then Y(m+1, ±m), then up the bands, with the two values a step
@@ -13,10 +11,10 @@
 // independent chains, which the processor overlaps.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstddef>
 #include <cstdint>
+
+#include "sh/sh_lanes.h"
 
 namespace {
 
@@ -27,49 +25,6 @@ inline int BlockCentre(int l) {
 }
 inline int BlockRow(int l) {
   return l * (l + 1) / 2;
-}
-
-template <typename Ops, int K>
-struct Lanes {
-  typename Ops::Vec v[K];
-};
-
-template <typename Ops, int K>
-inline Lanes<Ops, K> LoadLanes(const float* p) {
-  Lanes<Ops, K> r;
-  for (int k = 0; k < K; ++k)
-    r.v[k] = Ops::Load(p + Ops::kWidth * k);
-  return r;
-}
-
-// One table entry in every lane.
-template <typename Ops, int K>
-inline Lanes<Ops, K> Splat(float f) {
-  Lanes<Ops, K> r;
-  for (int k = 0; k < K; ++k)
-    r.v[k] = Ops::Splat(f);
-  return r;
-}
-
-template <typename Ops, int K>
-inline Lanes<Ops, K> operator*(Lanes<Ops, K> a, Lanes<Ops, K> b) {
-  for (int k = 0; k < K; ++k)
-    a.v[k] = Ops::Mul(a.v[k], b.v[k]);
-  return a;
-}
-
-template <typename Ops, int K>
-inline Lanes<Ops, K> operator+(Lanes<Ops, K> a, Lanes<Ops, K> b) {
-  for (int k = 0; k < K; ++k)
-    a.v[k] = Ops::Add(a.v[k], b.v[k]);
-  return a;
-}
-
-template <typename Ops, int K>
-inline Lanes<Ops, K> operator-(Lanes<Ops, K> a, Lanes<Ops, K> b) {
-  for (int k = 0; k < K; ++k)
-    a.v[k] = Ops::Sub(a.v[k], b.v[k]);
-  return a;
 }
 
 // Y(l, ±m) for l = m+2 .. order, from Y(m, ±m) and Y(m+1, ±m).
@@ -102,52 +57,15 @@ inline void ColumnUp(const float* recurA, const float* recurB, Lanes<Ops, K> z, 
   }
 }
 
-// Writes every lane's values as the record of its direction: member k of
-// each of the n coefficient vectors holds Ops::kWidth directions.
+// Bands 0..order (1 <= order <= 15) of K * Ops::kWidth directions, as one
+// vector of directions per coefficient: out[l * l + l + m] holds Y(l, m).
 template <typename Ops, int K>
-void StoreRecords(const Lanes<Ops, K>* y, int n, float* dst) {
-  for (int k = 0; k < K; ++k)
-    Ops::StoreRecords(&y[0].v[k], K, n, dst + size_t(Ops::kWidth) * k * n);
-}
-
-// `count` coefficient vectors of four directions at `column`, `stride`
-// floats apart, transposed four by four into four records `recordLength`
-// floats apart.
-inline void StoreFourByFour(const float* column, int stride, int count, int recordLength, float* dst) {
-  float* rec0 = dst;
-  float* rec1 = rec0 + recordLength;
-  float* rec2 = rec1 + recordLength;
-  float* rec3 = rec2 + recordLength;
-  int i = 0;
-  for (; i + 4 <= count; i += 4) {
-    __m128 r0 = _mm_loadu_ps(column + size_t(i) * stride);
-    __m128 r1 = _mm_loadu_ps(column + size_t(i + 1) * stride);
-    __m128 r2 = _mm_loadu_ps(column + size_t(i + 2) * stride);
-    __m128 r3 = _mm_loadu_ps(column + size_t(i + 3) * stride);
-    _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
-    _mm_storeu_ps(rec0 + i, r0);
-    _mm_storeu_ps(rec1 + i, r1);
-    _mm_storeu_ps(rec2 + i, r2);
-    _mm_storeu_ps(rec3 + i, r3);
-  }
-  for (; i < count; ++i) {
-    const float* lanes = column + size_t(i) * stride;
-    rec0[i] = lanes[0];
-    rec1[i] = lanes[1];
-    rec2[i] = lanes[2];
-    rec3[i] = lanes[3];
-  }
-}
-
-// Bands 0..order (1 <= order <= 15) of K * Ops::kWidth directions.
-template <typename Ops, int K>
-void RecurrenceBlock(const float* recurA, const float* recurB, const float* xs, const float* ys, const float* zs,
-                     float* dst, int order) {
+void RecurrenceLanes(const float* recurA, const float* recurB, const float* xs, const float* ys, const float* zs,
+                     Lanes<Ops, K>* out, int order) {
   using L = Lanes<Ops, K>;
   const L x = LoadLanes<Ops, K>(xs);
   const L y = LoadLanes<Ops, K>(ys);
   const L z = LoadLanes<Ops, K>(zs);
-  L out[kBlockMaxCoefficients];
 
   // Column 0.
   L older = Splat<Ops, K>(recurA[0]);
@@ -181,22 +99,25 @@ void RecurrenceBlock(const float* recurA, const float* recurB, const float* xs, 
     out[BlockCentre(m + 1) - m] = upMinus;
     ColumnUp<Ops, K>(recurA, recurB, z, plus, minus, upPlus, upMinus, m, order, out);
   }
-  StoreRecords<Ops, K>(out, (order + 1) * (order + 1), dst);
 }
 
-// Four lanes of SSE.
-struct SseOps {
-  using Vec = __m128;
-  static constexpr int kWidth = 4;
-  static Vec Load(const float* p) { return _mm_loadu_ps(p); }
-  static Vec Splat(float f) { return _mm_set1_ps(f); }
-  static Vec Mul(Vec a, Vec b) { return _mm_mul_ps(a, b); }
-  static Vec Add(Vec a, Vec b) { return _mm_add_ps(a, b); }
-  static Vec Sub(Vec a, Vec b) { return _mm_sub_ps(a, b); }
-  static void StoreRecords(const Vec* column, int stride, int n, float* dst) {
-    StoreFourByFour(reinterpret_cast<const float*>(column), 4 * stride, n, n, dst);
-  }
-};
+// Writes every lane's values as the record of its direction: member k of
+// each of the n coefficient vectors holds Ops::kWidth directions.
+template <typename Ops, int K>
+void StoreRecords(const Lanes<Ops, K>* y, int n, float* dst) {
+  for (int k = 0; k < K; ++k)
+    Ops::StoreRecords(&y[0].v[k], K, n, dst + size_t(Ops::kWidth) * k * n);
+}
+
+// Bands 0..order (1 <= order <= 15) of K * Ops::kWidth directions, as the
+// records of qelrSH_32f.
+template <typename Ops, int K>
+void RecurrenceBlock(const float* recurA, const float* recurB, const float* xs, const float* ys, const float* zs,
+                     float* dst, int order) {
+  Lanes<Ops, K> out[kBlockMaxCoefficients];
+  RecurrenceLanes<Ops, K>(recurA, recurB, xs, ys, zs, out, order);
+  StoreRecords<Ops, K>(out, (order + 1) * (order + 1), dst);
+}
 
 // Runs blocks of K * Ops::kWidth directions while they fill; returns how
 // many directions were done.

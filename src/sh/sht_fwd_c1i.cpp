@@ -1,6 +1,7 @@
 // qelrSHTFwd_32f_C1I: adds value * basis of each direction to one set of
 // coefficients.  No clearing, no weights: the caller does both.
-#include "sh/sht_direction_basis.h"
+#include "sh/sh_state_layout.h"
+#include "sh/sht_jobs.h"
 
 extern "C" qelStatus qelrSHTFwd_32f_C1I_impl(const float* x, const float* y, const float* z, const float* values,
                                              int32_t count, float* coeffs, uint32_t order, const qelrSHState* state) {
@@ -13,11 +14,6 @@ extern "C" qelStatus qelrSHTFwd_32f_C1I_impl(const float* x, const float* y, con
   if (count < 0)
     return StatusOk;
 
-  const int32_t n = shtCoefficientCount(order);
-  alignas(16) float basis[kShtWorkFloats];
-  for (int32_t i = 0; i < count; ++i) {
-    shtDirectionBasis(x, y, z, i, basis, order, state);
-    shtAddScaledBasis(basis, values[i], coeffs, n);
-  }
+  shtForward({x, y, z, count, 1, {values}, 1, {coeffs}, order, state});
   return StatusOk;
 }

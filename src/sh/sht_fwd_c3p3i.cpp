@@ -1,6 +1,7 @@
 // qelrSHTFwd_32f_C3P3I: interleaved three-channel values, three sets of
 // coefficients.  Adds value * basis per channel; no clearing, no weights.
-#include "sh/sht_direction_basis.h"
+#include "sh/sh_state_layout.h"
+#include "sh/sht_jobs.h"
 
 extern "C" qelStatus qelrSHTFwd_32f_C3P3I_impl(const float* x, const float* y, const float* z, const float* values,
                                                int32_t count, float* const coeffs[], uint32_t order,
@@ -16,12 +17,7 @@ extern "C" qelStatus qelrSHTFwd_32f_C3P3I_impl(const float* x, const float* y, c
   if (count < 0)
     return StatusOk;
 
-  const int32_t n = shtCoefficientCount(order);
-  alignas(16) float basis[kShtWorkFloats];
-  for (int32_t i = 0; i < count; ++i) {
-    shtDirectionBasis(x, y, z, i, basis, order, state);
-    const float v[3] = {values[3 * i], values[3 * i + 1], values[3 * i + 2]};
-    shtAddScaledBasis3(basis, v, coeffs, n);
-  }
+  shtForward({x, y, z, count, 3, {values, values + 1, values + 2}, 3, {coeffs[0], coeffs[1], coeffs[2]}, order,
+              state});
   return StatusOk;
 }

@@ -1,6 +1,7 @@
 // qelrSHTFwd_32f_P3I: three planes of values, three sets of coefficients.
 // Adds value * basis per channel; no clearing, no weights.
-#include "sh/sht_direction_basis.h"
+#include "sh/sh_state_layout.h"
+#include "sh/sht_jobs.h"
 
 extern "C" qelStatus qelrSHTFwd_32f_P3I_impl(const float* x, const float* y, const float* z,
                                              const float* const values[], int32_t count, float* const coeffs[],
@@ -16,12 +17,7 @@ extern "C" qelStatus qelrSHTFwd_32f_P3I_impl(const float* x, const float* y, con
   if (count < 0)
     return StatusOk;
 
-  const int32_t n = shtCoefficientCount(order);
-  alignas(16) float basis[kShtWorkFloats];
-  for (int32_t i = 0; i < count; ++i) {
-    shtDirectionBasis(x, y, z, i, basis, order, state);
-    const float v[3] = {values[0][i], values[1][i], values[2][i]};
-    shtAddScaledBasis3(basis, v, coeffs, n);
-  }
+  shtForward({x, y, z, count, 3, {values[0], values[1], values[2]}, 1, {coeffs[0], coeffs[1], coeffs[2]}, order,
+              state});
   return StatusOk;
 }

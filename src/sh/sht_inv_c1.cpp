@@ -1,6 +1,7 @@
 // qelrSHTInv_32f_C1: the value at each direction is the dot product of its
 // basis with the coefficients.
-#include "sh/sht_direction_basis.h"
+#include "sh/sh_state_layout.h"
+#include "sh/sht_jobs.h"
 
 extern "C" qelStatus qelrSHTInv_32f_C1_impl(const float* coeffs, uint32_t order, const float* x, const float* y,
                                             const float* z, float* dst, int32_t count, const qelrSHState* state) {
@@ -13,11 +14,6 @@ extern "C" qelStatus qelrSHTInv_32f_C1_impl(const float* coeffs, uint32_t order,
   if (count < 0)
     return StatusOk;
 
-  const int32_t n = shtCoefficientCount(order);
-  alignas(16) float basis[kShtWorkFloats];
-  for (int32_t i = 0; i < count; ++i) {
-    shtDirectionBasis(x, y, z, i, basis, order, state);
-    ownDot32f(basis, coeffs, n, &dst[i]);
-  }
+  shtInverse({x, y, z, count, 1, {coeffs}, {dst}, 1, order, state});
   return StatusOk;
 }

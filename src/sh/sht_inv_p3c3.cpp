@@ -1,6 +1,7 @@
 // qelrSHTInv_32f_P3C3: three sets of coefficients to interleaved
 // three-channel values.
-#include "sh/sht_direction_basis.h"
+#include "sh/sh_state_layout.h"
+#include "sh/sht_jobs.h"
 
 extern "C" qelStatus qelrSHTInv_32f_P3C3_impl(const float* const coeffs[], uint32_t order, const float* x,
                                               const float* y, const float* z, float* dst, int32_t count,
@@ -16,12 +17,6 @@ extern "C" qelStatus qelrSHTInv_32f_P3C3_impl(const float* const coeffs[], uint3
   if (count < 0)
     return StatusOk;
 
-  const int32_t n = shtCoefficientCount(order);
-  alignas(16) float basis[kShtWorkFloats];
-  for (int32_t i = 0; i < count; ++i) {
-    shtDirectionBasis(x, y, z, i, basis, order, state);
-    for (int c = 0; c < 3; ++c)
-      ownDot32f(basis, coeffs[c], n, &dst[3 * i + c]);
-  }
+  shtInverse({x, y, z, count, 3, {coeffs[0], coeffs[1], coeffs[2]}, {dst, dst + 1, dst + 2}, 3, order, state});
   return StatusOk;
 }

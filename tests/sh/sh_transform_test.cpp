@@ -1,106 +1,142 @@
 // The six transforms: their checks, and their arithmetic bit for bit
-// against the basis and the array helpers.
+// against the models of one direction at a time, on the basis of the
+// library's own qelrSH_32f (tested on its own).
 #include <cmath>
 #include <deque>
 #include <functional>
 #include <vector>
 
-#include "reference_sh.h"
+#include "reference_sht.h"
 #include "sh_test_support.h"
+#include "sht_model_check.h"
 
 namespace {
 
 constexpr float kSentinel = -777.0f;
 
-// Values with the shortcut cases, infinities and NaNs mixed in.
-std::vector<float> Values(qt::Rng& rng, size_t n) {
-  std::vector<float> v(n);
-  for (float& f : v) {
-    const int pick = rng.Int(0, 9);
-    f = pick == 0 ? 0.0f : pick == 1 ? 1.0f : pick == 2 ? -0.0f : rng.Special(-3.0f, 3.0f);
+// qelrSH_32f of direction i, read from the coordinates as they are when
+// direction i comes up.
+ref::BasisOf LibraryBasis(const float* x, const float* y, const float* z, uint32_t order, const qelrSHState* state) {
+  return [=](int i, float* record) { ASSERT_EQ(qelrSH_32f(x + i, y + i, z + i, 1, record, order, state), StatusOk); };
+}
+
+void CallForward(sht::Layout layout, const sht::Call& call, const float* const values[3], float* const coeffs[3]) {
+  const float *x = call.d->x.data(), *y = call.d->y.data(), *z = call.d->z.data();
+  qelStatus status = StatusOk;
+  switch (layout) {
+    case sht::Layout::C1:
+      status = qelrSHTFwd_32f_C1I(x, y, z, values[0], call.count, coeffs[0], call.order, call.state);
+      break;
+    case sht::Layout::P3:
+      status = qelrSHTFwd_32f_P3I(x, y, z, values, call.count, coeffs, call.order, call.state);
+      break;
+    case sht::Layout::C3:
+      status = qelrSHTFwd_32f_C3P3I(x, y, z, values[0], call.count, coeffs, call.order, call.state);
+      break;
   }
-  return v;
+  EXPECT_EQ(status, StatusOk);
 }
 
-// Finite coefficients for bands 0..order, NaN after them up to band 15.
-std::vector<float> Start(qt::Rng& rng, int n) {
-  std::vector<float> c(256, NAN);
-  for (int k = 0; k < n; ++k)
-    c[k] = rng.Uniform(-1.0f, 1.0f);
-  return c;
+void CallInverse(sht::Layout layout, const sht::Call& call, const float* const coeffs[3], float* const dst[3]) {
+  const float *x = call.d->x.data(), *y = call.d->y.data(), *z = call.d->z.data();
+  qelStatus status = StatusOk;
+  switch (layout) {
+    case sht::Layout::C1:
+      status = qelrSHTInv_32f_C1(coeffs[0], call.order, x, y, z, dst[0], call.count, call.state);
+      break;
+    case sht::Layout::P3:
+      status = qelrSHTInv_32f_P3(coeffs, call.order, x, y, z, dst, call.count, call.state);
+      break;
+    case sht::Layout::C3:
+      status = qelrSHTInv_32f_P3C3(coeffs, call.order, x, y, z, dst[0], call.count, call.state);
+      break;
+  }
+  EXPECT_EQ(status, StatusOk);
 }
 
-// Forward adds MulC(basis, value) to the coefficients direction by
-// direction; inverse is Dot(basis, coefficients).  The basis is the
-// library's own qelrSH_32f, tested on its own.  Coefficients past the order
+// Every order in both modes; counts below, at and around whole blocks of
+// directions; special coordinates and values; a NaN basis at a value of
+// exactly 0 (adds nothing) and 1 (adds NaN).  Coefficients past the order
 // are neither written (guards) nor read (NaN there).
-TEST(SHTransform, MatchesBasisAndHelperArithmetic) {
+TEST(SHTransform, MatchesModelOfOneDirectionAtATime) {
   qt::Rng rng(601);
   for (int32_t mode : {SHModeClosedForm, SHModeRecurrence}) {
     sht::State state(15, mode);
-    for (uint32_t order : {0u, 2u, 4u, 5u, 8u, 15u}) {
-      SCOPED_TRACE(::testing::Message() << "mode " << mode << " order " << order);
-      const int n = sht::Count(order);
-      const int count = rng.Int(1, 40);
-      sht::Directions d = sht::RandomDirections(rng, count, true);
-      std::vector<float> v[3] = {Values(rng, count), Values(rng, count), Values(rng, count)};
-      d.x[0] = NAN;  // a NaN basis times exactly 0 adds nothing, times 1 adds NaN
-      v[0][0] = 0.0f;
-      v[1][0] = 1.0f;
-      std::vector<float> b(size_t(count) * n), interleaved(3 * count);
-      for (int i = 0; i < count; ++i) {
-        ASSERT_EQ(qelrSH_32f(&d.x[i], &d.y[i], &d.z[i], 1, &b[i * n], order, state), StatusOk);
-        for (int c = 0; c < 3; ++c)
-          interleaved[3 * i + c] = v[c][i];
+    for (uint32_t order = 0; order <= 15; ++order)
+      for (int count : {1, 8, 3 + rng.Int(0, 4) * 8 + rng.Int(0, 5)}) {
+        sht::Directions d = sht::RandomDirections(rng, count, true);
+        d.x[0] = NAN;
+        const sht::Call call = {&d, count, order, state};
+        sht::CheckTransformsAgainstModel(rng, call, LibraryBasis(d.x.data(), d.y.data(), d.z.data(), order, state),
+                                         CallForward, CallInverse);
       }
+  }
+}
 
-      // Forward: sets of C1I, P3I x3 and C3P3I x3 at random offsets; the
-      // model (C1I, then the three channels) starts from the same values.
-      std::vector<float> model[4], scaled(n);
-      std::deque<qt::GuardedBuffer<float>> sets;
-      for (int s = 0; s < 7; ++s) {
-        if (s < 4)
-          model[s] = Start(rng, n);
-        sets.emplace_back(n, 4 * size_t(rng.Int(0, 3)));
-        std::copy_n(model[s < 4 ? s : s - 3].data(), n, sets[s].data());
-      }
-      for (int i = 0; i < count; ++i)
-        for (int s = 0; s < 4; ++s) {
-          ref::MulC(&b[i * n], v[s == 0 ? 0 : s - 1][i], scaled.data(), n);
-          ref::AddInPlace(scaled.data(), model[s].data(), n);
-        }
-      const float* planes[3] = {v[0].data(), v[1].data(), v[2].data()};
-      float* outP3[3] = {sets[1].data(), sets[2].data(), sets[3].data()};
-      float* outC3[3] = {sets[4].data(), sets[5].data(), sets[6].data()};
-      const float *x = d.x.data(), *y = d.y.data(), *z = d.z.data();
-      ASSERT_EQ(qelrSHTFwd_32f_C1I(x, y, z, v[0].data(), count, sets[0].data(), order, state), StatusOk);
-      ASSERT_EQ(qelrSHTFwd_32f_P3I(x, y, z, planes, count, outP3, order, state), StatusOk);
-      ASSERT_EQ(qelrSHTFwd_32f_C3P3I(x, y, z, interleaved.data(), count, outC3, order, state), StatusOk);
-      for (int s = 0; s < 7; ++s) {
-        EXPECT_TRUE(sht::SameValues(model[s < 4 ? s : s - 3].data(), sets[s].data(), n)) << "set " << s;
-        EXPECT_TRUE(sets[s].GuardsIntact()) << "set " << s;
-      }
+// Finite values, now and then exactly 0 or 1: with overlapping arrays an
+// infinity or NaN would spread and hide the order of the additions.
+std::vector<float> Finite(qt::Rng& rng, int n) {
+  std::vector<float> v(n);
+  for (float& f : v)
+    f = rng.Chance(0.1) ? float(rng.Int(0, 1)) : rng.Uniform(-2.0f, 2.0f);
+  return v;
+}
 
-      // Inverse.
-      const std::vector<float> k[3] = {Start(rng, n), Start(rng, n), Start(rng, n)};
-      const float* kp[3] = {k[0].data(), k[1].data(), k[2].data()};
-      qt::GuardedBuffer<float> one(count, 4), plane0(count), plane1(count, 8), plane2(count, 12), inter(3 * count);
-      float* dstP3[3] = {plane0.data(), plane1.data(), plane2.data()};
-      ASSERT_EQ(qelrSHTInv_32f_C1(k[0].data(), order, x, y, z, one.data(), count, state), StatusOk);
-      ASSERT_EQ(qelrSHTInv_32f_P3(kp, order, x, y, z, dstP3, count, state), StatusOk);
-      ASSERT_EQ(qelrSHTInv_32f_P3C3(kp, order, x, y, z, inter.data(), count, state), StatusOk);
-      for (int i = 0; i < count; ++i)
-        for (int c = 0; c < 3; ++c) {
-          const float e = ref::Dot(&b[i * n], k[c].data(), n);
-          EXPECT_TRUE(sht::SameValues(&e, &dstP3[c][i], 1)) << "P3 direction " << i << " channel " << c;
-          EXPECT_TRUE(sht::SameValues(&e, &inter[3 * i + c], 1)) << "P3C3 direction " << i << " channel " << c;
-          if (c == 0) {
-            EXPECT_TRUE(sht::SameValues(&e, &one[i], 1)) << "C1 direction " << i;
-          }
-        }
-      EXPECT_TRUE(one.GuardsIntact() && plane0.GuardsIntact() && plane1.GuardsIntact() && plane2.GuardsIntact() &&
-                  inter.GuardsIntact());
-    }
+// Arrays that overlap where one is written: the results are those of one
+// direction at a time, channel by channel, reading what earlier steps wrote.
+TEST(SHTransform, OverlappingArraysSeeEarlierWrites) {
+  qt::Rng rng(602);
+  sht::State state(8, SHModeRecurrence);
+  const uint32_t order = 8;
+  const int n = sht::Count(order), count = 21;
+  for (int round = 0; round < 4; ++round) {
+    SCOPED_TRACE(::testing::Message() << "round " << round);
+    sht::Directions d = sht::RandomDirections(rng, count);
+    const float *x = d.x.data(), *y = d.y.data(), *z = d.z.data();
+
+    // Forward into three coefficient sets one float apart.
+    std::vector<float> got(n + 2), want;
+    for (float& f : got)
+      f = rng.Uniform(-1.0f, 1.0f);
+    want = got;
+    std::vector<float> v[3] = {Finite(rng, count), Finite(rng, count), Finite(rng, count)};
+    const float* vp[3] = {v[0].data(), v[1].data(), v[2].data()};
+    float* wantP[3] = {&want[0], &want[1], &want[2]};
+    float* gotP[3] = {&got[0], &got[1], &got[2]};
+    ref::Forward(LibraryBasis(x, y, z, order, state), count, n, 3, vp, 1, wantP);
+    ASSERT_EQ(qelrSHTFwd_32f_P3I(x, y, z, vp, count, gotP, order, state), StatusOk);
+    EXPECT_TRUE(sht::SameValues(want.data(), got.data(), got.size())) << "P3I into overlapping sets";
+
+    // Forward whose values are the coefficients being updated.
+    std::vector<float> inPlace(n), modelInPlace;
+    for (float& f : inPlace)
+      f = rng.Uniform(-2.0f, 2.0f);
+    modelInPlace = inPlace;
+    const float* modelValues = modelInPlace.data();
+    float* modelCoeffs = modelInPlace.data();
+    ref::Forward(LibraryBasis(x, y, z, order, state), count, n, 1, &modelValues, 1, &modelCoeffs);
+    ASSERT_EQ(qelrSHTFwd_32f_C1I(x, y, z, inPlace.data(), count, inPlace.data(), order, state), StatusOk);
+    EXPECT_TRUE(sht::SameValues(modelInPlace.data(), inPlace.data(), n)) << "C1I with values in the coefficients";
+
+    // Inverse writing into the x coordinates one ahead of the direction
+    // being evaluated, and into two planes one float apart.
+    const std::vector<float> k[3] = {Finite(rng, n), Finite(rng, n), Finite(rng, n)};
+    const float* kp[3] = {k[0].data(), k[1].data(), k[2].data()};
+    std::vector<float> xs(count + 1), modelXs;
+    std::copy_n(x, count, xs.data());
+    xs[count] = 0.5f;
+    modelXs = xs;
+    float* modelDst = modelXs.data() + 1;
+    ref::Inverse(LibraryBasis(modelXs.data(), y, z, order, state), count, n, 1, kp, &modelDst, 1);
+    ASSERT_EQ(qelrSHTInv_32f_C1(kp[0], order, xs.data(), y, z, xs.data() + 1, count, state), StatusOk);
+    EXPECT_TRUE(sht::SameValues(modelXs.data(), xs.data(), xs.size())) << "C1 into its own coordinates";
+
+    std::vector<float> planes(count + 2), modelPlanes(count + 2, 0.0f);
+    float* planesP[3] = {&planes[0], &planes[1], &planes[2]};
+    float* modelP[3] = {&modelPlanes[0], &modelPlanes[1], &modelPlanes[2]};
+    ref::Inverse(LibraryBasis(x, y, z, order, state), count, n, 3, kp, modelP, 1);
+    ASSERT_EQ(qelrSHTInv_32f_P3(kp, order, x, y, z, planesP, count, state), StatusOk);
+    EXPECT_TRUE(sht::SameValues(modelPlanes.data(), planes.data(), planes.size())) << "P3 into overlapping planes";
   }
 }
 
