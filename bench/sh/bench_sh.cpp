@@ -128,104 +128,84 @@ void BM_SHBand(benchmark::State& st) {
 }
 
 // ---------------------------------------------------------------------------
-// Transforms (recurrence state), against the baseline basis of one direction
-// at a time with a plain loop for the accumulation or the dot products
+// Transforms (recurrence state), against the baseline doing the same work
+// per direction: its basis of one direction, then a plain loop adding the
+// scaled basis into each channel's coefficients or taking the dot products.
 
-void BM_FwdC1I(benchmark::State& st) {
-  const int order = int(st.range(0)), n = Coefficients(order);
+enum class Layout { C1, P3, C3 };  // values of one channel, three planes, interleaved
+
+int ChannelsOf(Layout layout) {
+  return layout == Layout::C1 ? 1 : 3;
+}
+
+void BM_Forward(benchmark::State& st, Layout layout) {
+  const int order = int(st.range(0)), n = Coefficients(order), channels = ChannelsOf(layout);
   const Directions& d = Dirs();
   const State state(order, SHModeRecurrence);
   const BaselineSH baseline(order);
-  std::vector<float> coeffs(n, 0.0f), refCoeffs(n, 0.0f), basis(n), values(kDirections);
+  std::vector<float> coeffs(3 * n, 0.0f), refCoeffs(3 * n, 0.0f), basis(n), planes(3 * kDirections);
   for (int i = 0; i < kDirections; ++i)
-    values[i] = d.values[3 * i];
+    for (int c = 0; c < 3; ++c)
+      planes[c * kDirections + i] = d.values[3 * i + c];
+  const float* valuePlanes[3] = {&planes[0], &planes[kDirections], &planes[2 * kDirections]};
+  float* coeffPlanes[3] = {&coeffs[0], &coeffs[n], &coeffs[2 * n]};
+  // Channel c of direction i, as the layout has it.
+  const float* values = layout == Layout::C3 ? d.values.data() : planes.data();
+  const int channelStep = layout == Layout::C3 ? 1 : kDirections, directionStep = layout == Layout::C3 ? 3 : 1;
   RunPaired(
       st,
       [&] {
-        qelrSHTFwd_32f_C1I(d.x.data(), d.y.data(), d.z.data(), values.data(), kDirections, coeffs.data(), order,
-                           state.get());
+        const float *x = d.x.data(), *y = d.y.data(), *z = d.z.data();
+        if (layout == Layout::C1)
+          qelrSHTFwd_32f_C1I(x, y, z, valuePlanes[0], kDirections, coeffPlanes[0], order, state.get());
+        else if (layout == Layout::P3)
+          qelrSHTFwd_32f_P3I(x, y, z, valuePlanes, kDirections, coeffPlanes, order, state.get());
+        else
+          qelrSHTFwd_32f_C3P3I(x, y, z, d.values.data(), kDirections, coeffPlanes, order, state.get());
       },
       [&] {
         for (int i = 0; i < kDirections; ++i) {
           baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
-          for (int k = 0; k < n; ++k)
-            refCoeffs[k] += basis[k] * values[i];
-        }
-      });
-  benchmark::DoNotOptimize(coeffs.data());
-  benchmark::DoNotOptimize(refCoeffs.data());
-}
-
-void BM_FwdC3P3I(benchmark::State& st) {
-  const int order = int(st.range(0)), n = Coefficients(order);
-  const Directions& d = Dirs();
-  const State state(order, SHModeRecurrence);
-  const BaselineSH baseline(order);
-  std::vector<float> coeffs(3 * n, 0.0f), refCoeffs(3 * n, 0.0f), basis(n);
-  float* planes[3] = {&coeffs[0], &coeffs[n], &coeffs[2 * n]};
-  RunPaired(
-      st,
-      [&] {
-        qelrSHTFwd_32f_C3P3I(d.x.data(), d.y.data(), d.z.data(), d.values.data(), kDirections, planes, order,
-                             state.get());
-      },
-      [&] {
-        for (int i = 0; i < kDirections; ++i) {
-          baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
-          for (int c = 0; c < 3; ++c)
+          for (int c = 0; c < channels; ++c) {
+            const float value = values[c * channelStep + i * directionStep];
             for (int k = 0; k < n; ++k)
-              refCoeffs[c * n + k] += basis[k] * d.values[3 * i + c];
+              refCoeffs[c * n + k] += basis[k] * value;
+          }
         }
       });
   benchmark::DoNotOptimize(coeffs.data());
   benchmark::DoNotOptimize(refCoeffs.data());
 }
 
-void BM_InvC1(benchmark::State& st) {
-  const int order = int(st.range(0)), n = Coefficients(order);
-  const Directions& d = Dirs();
-  const State state(order, SHModeRecurrence);
-  const BaselineSH baseline(order);
-  std::vector<float> coeffs(n, 0.25f), basis(n), dst(kDirections), ref(kDirections);
-  RunPaired(
-      st,
-      [&] {
-        qelrSHTInv_32f_C1(coeffs.data(), order, d.x.data(), d.y.data(), d.z.data(), dst.data(), kDirections,
-                          state.get());
-      },
-      [&] {
-        for (int i = 0; i < kDirections; ++i) {
-          baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
-          float sum = 0;
-          for (int k = 0; k < n; ++k)
-            sum += basis[k] * coeffs[k];
-          ref[i] = sum;
-        }
-      });
-  benchmark::DoNotOptimize(dst.data());
-  benchmark::DoNotOptimize(ref.data());
-}
-
-void BM_InvP3C3(benchmark::State& st) {
-  const int order = int(st.range(0)), n = Coefficients(order);
+void BM_Inverse(benchmark::State& st, Layout layout) {
+  const int order = int(st.range(0)), n = Coefficients(order), channels = ChannelsOf(layout);
   const Directions& d = Dirs();
   const State state(order, SHModeRecurrence);
   const BaselineSH baseline(order);
   std::vector<float> coeffs(3 * n, 0.25f), basis(n), dst(3 * kDirections), ref(3 * kDirections);
-  const float* planes[3] = {&coeffs[0], &coeffs[n], &coeffs[2 * n]};
+  const float* coeffPlanes[3] = {&coeffs[0], &coeffs[n], &coeffs[2 * n]};
+  float* dstPlanes[3] = {&dst[0], &dst[kDirections], &dst[2 * kDirections]};
+  // Channel c of direction i, as the layout has it.
+  const int channelStep = layout == Layout::C3 ? 1 : kDirections, directionStep = layout == Layout::C3 ? 3 : 1;
   RunPaired(
       st,
       [&] {
-        qelrSHTInv_32f_P3C3(planes, order, d.x.data(), d.y.data(), d.z.data(), dst.data(), kDirections, state.get());
+        const float *x = d.x.data(), *y = d.y.data(), *z = d.z.data();
+        if (layout == Layout::C1)
+          qelrSHTInv_32f_C1(coeffPlanes[0], order, x, y, z, dstPlanes[0], kDirections, state.get());
+        else if (layout == Layout::P3)
+          qelrSHTInv_32f_P3(coeffPlanes, order, x, y, z, dstPlanes, kDirections, state.get());
+        else
+          qelrSHTInv_32f_P3C3(coeffPlanes, order, x, y, z, dst.data(), kDirections, state.get());
       },
       [&] {
         for (int i = 0; i < kDirections; ++i) {
           baseline.Evaluate(&d.x[i], &d.y[i], &d.z[i], 1, basis.data());
-          for (int c = 0; c < 3; ++c) {
+          for (int c = 0; c < channels; ++c) {
             float sum = 0;
             for (int k = 0; k < n; ++k)
               sum += basis[k] * coeffs[c * n + k];
-            ref[3 * i + c] = sum;
+            ref[c * channelStep + i * directionStep] = sum;
           }
         }
       });
@@ -233,13 +213,34 @@ void BM_InvP3C3(benchmark::State& st) {
   benchmark::DoNotOptimize(ref.data());
 }
 
+void BM_FwdC1I(benchmark::State& st) {
+  BM_Forward(st, Layout::C1);
+}
+void BM_FwdP3I(benchmark::State& st) {
+  BM_Forward(st, Layout::P3);
+}
+void BM_FwdC3P3I(benchmark::State& st) {
+  BM_Forward(st, Layout::C3);
+}
+void BM_InvC1(benchmark::State& st) {
+  BM_Inverse(st, Layout::C1);
+}
+void BM_InvP3(benchmark::State& st) {
+  BM_Inverse(st, Layout::P3);
+}
+void BM_InvP3C3(benchmark::State& st) {
+  BM_Inverse(st, Layout::C3);
+}
+
 #define ORDERS Arg(3)->Arg(8)->Arg(15)->UseManualTime()
 BENCHMARK(BM_SH_Recurrence)->ORDERS;
 BENCHMARK(BM_SH_ClosedForm)->ORDERS;
 BENCHMARK(BM_SHBand)->ORDERS;
 BENCHMARK(BM_FwdC1I)->ORDERS;
+BENCHMARK(BM_FwdP3I)->ORDERS;
 BENCHMARK(BM_FwdC3P3I)->ORDERS;
 BENCHMARK(BM_InvC1)->ORDERS;
+BENCHMARK(BM_InvP3)->ORDERS;
 BENCHMARK(BM_InvP3C3)->ORDERS;
 
 // Passes every run to the console and keeps the median ratios.

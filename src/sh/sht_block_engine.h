@@ -31,6 +31,11 @@ inline int CoefficientCount(uint32_t order) {
   return int((order + 1) * (order + 1));
 }
 
+// Directions in the block from `first`: eight, or fewer in the last block.
+inline int BlockLength(int32_t count, int64_t first) {
+  return count - first < kBlockDirections ? int(count - first) : kBlockDirections;
+}
+
 // ---- The basis of a block ---------------------------------------------------
 
 // The coordinates of the directions first .. first + directions - 1; a
@@ -42,7 +47,7 @@ struct BlockCoordinates {
   const float* z;
 };
 
-inline BlockCoordinates CoordinatesOf(const float* x, const float* y, const float* z, int32_t first, int directions,
+inline BlockCoordinates CoordinatesOf(const float* x, const float* y, const float* z, int64_t first, int directions,
                                       float padded[3][kBlockDirections]) {
   if (directions == kBlockDirections)
     return {x + first, y + first, z + first};
@@ -56,9 +61,9 @@ inline BlockCoordinates CoordinatesOf(const float* x, const float* y, const floa
 
 // Lanes as plain floats: coefficient k of direction d at [k * 8 + d].
 template <typename Ops, int K>
-inline const float* LaneFloats(const Lanes<Ops, K>* basis) {
+inline float* LaneFloats(Lanes<Ops, K>* basis) {
   static_assert(K * Ops::kWidth == kBlockDirections, "a block is eight directions");
-  return reinterpret_cast<const float*>(basis);
+  return reinterpret_cast<float*>(basis);
 }
 
 // Clears the coefficient vectors from n up to the next multiple of eight:
@@ -69,6 +74,8 @@ inline void ClearPastLast(Lanes<Ops, K>* basis, int n) {
   std::memset(static_cast<void*>(basis + n), 0, sizeof(Lanes<Ops, K>) * size_t(end - n));
 }
 
+// The basis of the block's directions; the caller has made sure that the
+// state evaluates (a known mode, order 15 or below).
 template <typename Ops, int K>
 void BlockBasis(const BlockCoordinates& c, int directions, uint32_t order, const qelrSHState* state,
                 const qelrSHState& header, Lanes<Ops, K>* basis) {
@@ -78,7 +85,7 @@ void BlockBasis(const BlockCoordinates& c, int directions, uint32_t order, const
   }
   // Closed forms, and band 0 alone: qelrSH_32f's record of each direction,
   // placed in its lane.
-  float* lanes = const_cast<float*>(LaneFloats(basis));
+  float* lanes = LaneFloats(basis);
   const int n = CoefficientCount(order);
   alignas(16) float record[kBlockMaxCoefficients];
   for (int d = 0; d < directions; ++d) {
@@ -103,7 +110,7 @@ struct BlockValues {
   Vec keepBasis[3][kBlockDirections];
   bool anyShortcut;
 
-  void Load(const ShtForwardJob& job, int channels, int32_t first, int directions) {
+  void Load(const ShtForwardJob& job, int channels, int64_t first, int directions) {
     anyShortcut = false;
     for (int c = 0; c < channels; ++c)
       for (int d = 0; d < directions; ++d) {
@@ -174,8 +181,8 @@ void ForwardBlocks(const ShtForwardJob& job) {
   Lanes<Ops, K> basis[kBlockMaxCoefficients];
   ClearPastLast(basis, n);
   BlockValues<Ops> values;
-  for (int32_t first = 0; first < job.count; first += kBlockDirections) {
-    const int directions = job.count - first < kBlockDirections ? int(job.count - first) : kBlockDirections;
+  for (int64_t first = 0; first < job.count; first += kBlockDirections) {
+    const int directions = BlockLength(job.count, first);
     float padded[3][kBlockDirections];
     const BlockCoordinates c = CoordinatesOf(job.x, job.y, job.z, first, directions, padded);
     BlockBasis<Ops, K>(c, directions, job.order, job.state, header, basis);
@@ -228,8 +235,8 @@ void InverseBlocks(const ShtInverseJob& job) {
   const qelrSHState header = shReadHeader(job.state);
   const int n = CoefficientCount(job.order);
   Lanes<Ops, K> basis[kBlockMaxCoefficients];
-  for (int32_t first = 0; first < job.count; first += kBlockDirections) {
-    const int directions = job.count - first < kBlockDirections ? int(job.count - first) : kBlockDirections;
+  for (int64_t first = 0; first < job.count; first += kBlockDirections) {
+    const int directions = BlockLength(job.count, first);
     float padded[3][kBlockDirections];
     const BlockCoordinates c = CoordinatesOf(job.x, job.y, job.z, first, directions, padded);
     BlockBasis<Ops, K>(c, directions, job.order, job.state, header, basis);
