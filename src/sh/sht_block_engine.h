@@ -111,21 +111,37 @@ struct BlockValues {
   bool anyShortcut;
 
   void Load(const ShtForwardJob& job, int channels, int64_t first, int directions) {
-    anyShortcut = false;
+    // Past the last direction of a short block: 2, which takes no shortcut.
+    alignas(16) float raw[3][kBlockDirections];
     for (int c = 0; c < channels; ++c)
-      for (int d = 0; d < directions; ++d) {
-        const float v = job.values[c][size_t(first + d) * job.valueStride];
-        value[c][d] = Ops::Splat(v);
-        anyShortcut |= v == 0.0f || v == 1.0f;
+      for (int d = 0; d < kBlockDirections; ++d) {
+        raw[c][d] = d < directions ? job.values[c][size_t(first + d) * job.valueStride] : 2.0f;
+        value[c][d] = Ops::Splat(raw[c][d]);
       }
+    // The tests of a whole block at once, as float comparisons (which also
+    // see -0 as 0): bit d of each mask for direction d.
+    int zeroOrOne[3], one[3];
+    anyShortcut = false;
+    for (int c = 0; c < channels; ++c) {
+      one[c] = LaneBits(raw[c], 1.0f);
+      zeroOrOne[c] = LaneBits(raw[c], 0.0f) | one[c];
+      anyShortcut |= zeroOrOne[c] != 0;
+    }
     if (!anyShortcut)
       return;
     for (int c = 0; c < channels; ++c)
-      for (int d = 0; d < directions; ++d) {
-        const float v = job.values[c][size_t(first + d) * job.valueStride];
-        keepProduct[c][d] = Ops::SplatBits(v == 0.0f || v == 1.0f ? 0u : ~0u);
-        keepBasis[c][d] = Ops::SplatBits(v == 1.0f ? ~0u : 0u);
+      for (int d = 0; d < kBlockDirections; ++d) {
+        keepProduct[c][d] = Ops::SplatBits((zeroOrOne[c] >> d & 1) ? 0u : ~0u);
+        keepBasis[c][d] = Ops::SplatBits((one[c] >> d & 1) ? ~0u : 0u);
       }
+  }
+
+ private:
+  // Bit d set where eight[d] == f.
+  static int LaneBits(const float eight[kBlockDirections], float f) {
+    const __m128 low = _mm_cmpeq_ps(_mm_load_ps(eight), _mm_set1_ps(f));
+    const __m128 high = _mm_cmpeq_ps(_mm_load_ps(eight + 4), _mm_set1_ps(f));
+    return _mm_movemask_ps(low) | _mm_movemask_ps(high) << 4;
   }
 };
 
