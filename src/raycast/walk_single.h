@@ -23,6 +23,28 @@ struct SingleRay {
   int32_t nearChild[3];  // 1 where the direction is negative: the upper child comes first
 };
 
+// The near child of each axis as a byte offset into the child pair, packed
+// into one word (8 at bit 8k + 3 when the upper child is near on axis k), so
+// that the next node's address needs no memory read of its own.
+class NearChildOffsets {
+ public:
+  explicit NearChildOffsets(const int32_t nearChild[3])
+      : bits_(static_cast<uint32_t>(nearChild[0] << 3) | static_cast<uint32_t>(nearChild[1] << 11) |
+              static_cast<uint32_t>(nearChild[2] << 19)) {}
+  const qelrKDNode* Near(const qelrKDNode* children, int32_t axis) const { return At(children, Offset(axis)); }
+  const qelrKDNode* Far(const qelrKDNode* children, int32_t axis) const { return At(children, Offset(axis) ^ 8u); }
+
+ private:
+  uint32_t Offset(int32_t axis) const { return (bits_ >> (8 * axis)) & 8u; }
+  static const qelrKDNode* At(const qelrKDNode* children, uint32_t offset) {
+    return reinterpret_cast<const qelrKDNode*>(reinterpret_cast<const char*>(children) + offset);
+  }
+  uint32_t bits_;
+};
+
+// A leaf whose `data` is 0 lists no triangle; walks skip it without a call.
+inline bool IsEmptyListLeaf(const qelrKDNode* leaf) { return NodeData(leaf) == 0; }
+
 // visitLeaf(leaf) returns true to end the walk at once (any-hit).  After each
 // leaf the walk also ends when the interval just finished reaches `best`,
 // which the visitor may have lowered.  A split is taken as missed on one side
@@ -36,14 +58,15 @@ inline void WalkSingleRay(const qelrKDNode* root, const SingleRay& ray, float tm
   };
   Entry stack[kWalkStackDepth];
   int32_t depth = 0;
+  const NearChildOffsets nearOffsets(ray.nearChild);
   const qelrKDNode* node = root;
   for (;;) {
     while (IsInterior(node)) {
       const int32_t k = InteriorAxis(node);
       const float t = (InteriorSplit(node) - ray.origin[k]) * ray.inverse[k];
       const qelrKDNode* children = InteriorChildren(node);
-      const qelrKDNode* nearNode = children + ray.nearChild[k];
-      const qelrKDNode* farNode = children + (1 - ray.nearChild[k]);
+      const qelrKDNode* nearNode = nearOffsets.Near(children, k);
+      const qelrKDNode* farNode = nearOffsets.Far(children, k);
       if (tmin - t > splitEpsilon) {
         node = farNode;
       } else if (t - tmax > splitEpsilon) {

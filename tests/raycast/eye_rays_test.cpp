@@ -66,7 +66,9 @@ struct TestScene {
   std::vector<hand::Node> handNodes;
   qelrSceneContext context;
 
-  TestScene(qt::Rng& rng, int triangleCount, bool byHand) {
+  // `copies` above 1 lists every triangle that many times (simple trees
+  // only), next to each other or a whole list apart, so that hits tie.
+  TestScene(qt::Rng& rng, int triangleCount, bool byHand, int copies = 1) {
     for (int t = 0; t < triangleCount; ++t) {
       float center[3];
       for (float& c : center) c = rng.Uniform(-4, 4);
@@ -83,9 +85,19 @@ struct TestScene {
       for (int j = 0; j < 3; ++j) triangles.push_back(3 * t + j);
       triangles.push_back(0);
     }
+    if (copies > 1) {
+      const std::vector<int32_t> once = triangles;
+      const bool adjacent = rng.Chance(0.5);
+      triangles.clear();
+      for (int a = 0; a < copies * triangleCount; ++a) {
+        const int t = adjacent ? a / copies : a % triangleCount;
+        triangles.insert(triangles.end(), &once[4 * t], &once[4 * t + 4]);
+      }
+      triangleCount *= copies;
+    }
     accel.resize(triangleCount);
     EXPECT_EQ(qelrTriangleAccelInit(accel.data(), vertices.data(), triangles.data(), triangleCount), StatusOk);
-    EXPECT_EQ(qelrSetBoundBox_32f(vertices.data(), 3 * triangleCount, box), StatusOk);
+    EXPECT_EQ(qelrSetBoundBox_32f(vertices.data(), int(vertices.size() / 3), box), StatusOk);
     const qelrKDNode* root;
     if (byHand) {
       hand::TreeMaker maker(vertices.data(), triangles.data(), triangleCount, rng);
@@ -96,7 +108,7 @@ struct TestScene {
       qelrKDTreeBuildParams p{};
       p.mode = KDTreeModeSimple;
       int32_t size = 0;
-      EXPECT_EQ(qelrKDTreeBuildAlloc(&simpleTree, vertices.data(), triangles.data(), 3 * triangleCount,
+      EXPECT_EQ(qelrKDTreeBuildAlloc(&simpleTree, vertices.data(), triangles.data(), int(vertices.size() / 3),
                                      triangleCount, &size, &p),
                 StatusOk);
       root = simpleTree;
@@ -244,6 +256,25 @@ void CompareOnRandomBlocks(uint64_t seed, bool packetPath) {
 
 TEST(IntersectEye, SingleRayPathMatchesModel) { CompareOnRandomBlocks(41, false); }
 TEST(IntersectEye, PacketPathMatchesModel) { CompareOnRandomBlocks(42, true); }
+
+// Every triangle listed two or three times: equal distances, where only the
+// first copy in list order may be taken, within a group of four triangles
+// and across groups.
+TEST(IntersectEye, TiesKeepTheEarlierTriangle) {
+  qt::Rng rng(46);
+  int hits = 0;
+  for (int round = 0; round < 120; ++round) {
+    const bool packetPath = round % 2 == 0;
+    TestScene s(rng, rng.Int(1, 9), false, rng.Int(2, 3));
+    float eye[3];
+    RandomEye(rng, s, eye);
+    RayBlock b(packetPath ? 8 : 7, 4, packetPath ? 0 : 4);
+    FillRays(rng, b, eye, s.vertices);
+    ASSERT_TRUE(RunAndCompare(s, eye, b, packetPath)) << "round " << round;
+    for (int i = 0; i < b.n; ++i) hits += b.tri[i] >= 0;
+  }
+  EXPECT_GT(hits, 200);
+}
 
 TEST(IntersectEye, PacketPathMissesAndDisabledRays) {
   qt::Rng rng(44);
