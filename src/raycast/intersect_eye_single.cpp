@@ -1,4 +1,9 @@
 // Nearest hit of each ray, one ray at a time.  Works for any block.
+//
+// Every ray gets exactly its own single-ray walk and tests.  To share the
+// node visits, four neighbouring rays whose near children agree walk
+// together in the lanes of WalkSingleRays4; a ray with no such partner
+// walks alone.  Either way each ray's results are those of its own walk.
 #include "raycast/intersect_eye_paths.h"
 
 #include <emmintrin.h>
@@ -7,8 +12,13 @@
 #include "raycast/triangle_group4.h"
 #include "raycast/triangle_test.h"
 #include "raycast/walk_single.h"
+#include "raycast/walk_single4.h"
 
 namespace {
+
+// The acceptance rule of the nearest hit: the ray crosses inside the
+// triangle and its t lies strictly between 0.0 and the best so far, so on a
+// tie the earlier triangle stays.
 
 struct EyeRay {
   const qelrTriangleAccel* accel;
@@ -19,10 +29,9 @@ struct EyeRay {
   int32_t* triangle;
 };
 
-// Tests the leaf's triangles in list order, four to a group, and returns the
-// new best distance.  A triangle is taken if the ray crosses inside it and
-// its t lies strictly between 0.0 and the best so far; on a tie the earlier
-// triangle stays.  Out of line, so that the walk keeps its registers.
+// One ray alone: the leaf's triangles in list order, four to a group.
+// Returns the new best distance.  Out of line, so that the walk keeps its
+// registers.
 __attribute__((noinline)) float NearestInLeaf(const EyeRay& ray, const qelrKDNode* leaf, float best) {
   ForEachLeafGroup4(leaf, ray.accel, [&](const TriangleGroup4& group) {
     const TriangleGroupCrossing4 c = CrossTriangleGroup4(group, ray.origin, ray.direction);
@@ -53,13 +62,98 @@ __attribute__((noinline)) float NearestInLeaf(const EyeRay& ray, const qelrKDNod
   return best;
 }
 
+void WalkAlone(const qelrSceneContext* context, __m128 origin, SingleRay& ray, float tmin, float tmax, float* dist,
+               float* hitU, float* hitV, int32_t* triangle) {
+  const EyeRay eyeRay{context->pAccel,
+                      origin,
+                      _mm_setr_ps(ray.direction[0], ray.direction[1], ray.direction[2], 0.0f),
+                      dist,
+                      hitU,
+                      hitV,
+                      triangle};
+  float best = *dist;  // the limit, lowered by every hit
+  WalkSingleRay(context->pRootNode, ray, tmin, tmax, kSplitEpsilon, best, [&](const qelrKDNode* leaf) {
+    if (!IsEmptyListLeaf(leaf)) best = NearestInLeaf(eyeRay, leaf, best);
+    return false;
+  });
+}
+
+// Four rays in lanes, each with its own best; a lane outside the leaf's
+// lanes takes nothing.
+struct EyeLanes4 {
+  const qelrTriangleAccel* accel;
+  Rays4 rays;
+  __m128 best, hitU, hitV;
+  __m128 triangle;  // indices, as bits
+  __m128 taken;     // lanes that took a triangle
+
+  void VisitLeaf(const qelrKDNode* leaf, __m128 lanes) {
+    if (IsEmptyListLeaf(leaf)) return;
+    ForEachLeafTriangle(leaf, [&](int32_t index) {
+      const qelrTriangleAccel& a = accel[index];
+      if (!IsUsableTriangle(a)) return false;
+      const SingleCrossing4 c = CrossTriangleSingle4(a, rays);
+      const __m128 t = _mm_div_ps(c.T, c.D);
+      const __m128 accept = _mm_and_ps(_mm_and_ps(lanes, c.inside),
+                                       _mm_and_ps(_mm_cmpgt_ps(best, t), _mm_cmpgt_ps(t, _mm_setzero_ps())));
+      if (_mm_movemask_ps(accept) == 0) return false;
+      best = Select(accept, t, best);
+      hitU = Select(accept, _mm_div_ps(c.P, c.D), hitU);
+      hitV = Select(accept, _mm_div_ps(c.Q, c.D), hitV);
+      triangle = Select(accept, _mm_castsi128_ps(_mm_set1_epi32(index)), triangle);
+      taken = _mm_or_ps(taken, accept);
+      return false;
+    });
+  }
+  __m128 Best() const { return best; }
+};
+
+// Rays `first` to `first + 3` that are in `laneBits`, clipped, with one
+// near child per axis for all of them.
+void WalkTogether(const qelrSceneContext* context, const float* eye, const SingleRay rays[4], const float tmin[4],
+                  const float tmax[4], int32_t laneBits, float* dist, float* const hit[2], int32_t* triangle) {
+  EyeLanes4 h;
+  h.accel = context->pAccel;
+  __m128 inverse[3];
+  for (int32_t k = 0; k < 3; ++k) {
+    h.rays.origin[k] = _mm_set1_ps(eye[k]);
+    h.rays.direction[k] = _mm_setr_ps(rays[0].direction[k], rays[1].direction[k], rays[2].direction[k],
+                                      rays[3].direction[k]);
+    inverse[k] = _mm_setr_ps(rays[0].inverse[k], rays[1].inverse[k], rays[2].inverse[k], rays[3].inverse[k]);
+  }
+  alignas(16) float best[4];
+  for (int32_t j = 0; j < 4; ++j) best[j] = ((laneBits >> j) & 1) ? dist[j] : 0.0f;
+  h.best = _mm_load_ps(best);
+  h.hitU = h.hitV = h.triangle = h.taken = _mm_setzero_ps();
+  int32_t lead = __builtin_ctz(static_cast<uint32_t>(laneBits));
+  WalkSingleRays4(context->pRootNode, rays[lead].nearChild, eye, inverse, _mm_loadu_ps(tmin), _mm_loadu_ps(tmax),
+                  laneBits, kSplitEpsilon, h);
+
+  // A ray that took a triangle gets its results; the others keep theirs.
+  alignas(16) float hitU[4], hitV[4];
+  alignas(16) int32_t index[4];
+  _mm_store_ps(best, h.best);
+  _mm_store_ps(hitU, h.hitU);
+  _mm_store_ps(hitV, h.hitV);
+  _mm_store_si128(reinterpret_cast<__m128i*>(index), _mm_castps_si128(h.triangle));
+  const int32_t taken = _mm_movemask_ps(h.taken) & laneBits;
+  for (int32_t j = 0; j < 4; ++j) {
+    if (((taken >> j) & 1) == 0) continue;
+    dist[j] = best[j];
+    hit[0][j] = hitU[j];
+    hit[1][j] = hitV[j];
+    triangle[j] = index[j];
+  }
+}
+
+int32_t NearCode(const SingleRay& ray) { return ray.nearChild[0] | (ray.nearChild[1] << 1) | (ray.nearChild[2] << 2); }
+
 }  // namespace
 
 void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist,
                             float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
                             int64_t rayCount) {
   const float* bound = pContext->pBound;
-  const qelrKDNode* root = pContext->pRootNode;
   float lower[3], upper[3];
   for (int32_t k = 0; k < 3; ++k) {
     lower[k] = bound[k] - pEye[k];
@@ -67,29 +161,40 @@ void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3],
   }
   const __m128 origin = _mm_setr_ps(pEye[0], pEye[1], pEye[2], 0.0f);
 
-  for (int64_t i = 0; i < rayCount; ++i) {
-    pTriangle[i] = -1;
-    SingleRay ray;
-    for (int32_t k = 0; k < 3; ++k) {
-      ray.origin[k] = pEye[k];
-      ray.direction[k] = pDirection[k][i];
+  for (int64_t first = 0; first < rayCount; first += 4) {
+    const int32_t count = rayCount - first < 4 ? static_cast<int32_t>(rayCount - first) : 4;
+    // Each ray clipped by itself; a ray whose interval is empty is done.
+    SingleRay rays[4] = {};
+    alignas(16) float tmin[4] = {}, tmax[4] = {};
+    int32_t live = 0;
+    for (int32_t j = 0; j < count; ++j) {
+      const int64_t i = first + j;
+      pTriangle[i] = -1;
+      for (int32_t k = 0; k < 3; ++k) {
+        rays[j].origin[k] = pEye[k];
+        rays[j].direction[k] = pDirection[k][i];
+      }
+      tmin[j] = 0.0f;
+      tmax[j] = pDist[i];
+      if (!ClipSingleRayFromEye(lower, upper, rays[j], tmin[j], tmax[j])) continue;
+      tmax[j] += kIntervalPad;
+      live |= 1 << j;
     }
-    float tmin = 0.0f;
-    float tmax = pDist[i];
-    if (!ClipSingleRayFromEye(lower, upper, ray, tmin, tmax)) continue;
-    tmax += kIntervalPad;
-
-    const EyeRay eyeRay{pContext->pAccel,
-                        origin,
-                        _mm_setr_ps(ray.direction[0], ray.direction[1], ray.direction[2], 0.0f),
-                        pDist + i,
-                        pHit[0] + i,
-                        pHit[1] + i,
-                        pTriangle + i};
-    float best = pDist[i];  // the limit, lowered by every hit
-    WalkSingleRay(root, ray, tmin, tmax, kSplitEpsilon, best, [&](const qelrKDNode* leaf) {
-      if (!IsEmptyListLeaf(leaf)) best = NearestInLeaf(eyeRay, leaf, best);
-      return false;
-    });
+    float* hit[2] = {pHit[0] + first, pHit[1] + first};
+    // Rays with the same near children walk together.
+    while (live != 0) {
+      const int32_t lead = __builtin_ctz(static_cast<uint32_t>(live));
+      int32_t lanes = 0;
+      for (int32_t j = lead; j < count; ++j)
+        if (((live >> j) & 1) != 0 && NearCode(rays[j]) == NearCode(rays[lead])) lanes |= 1 << j;
+      live &= ~lanes;
+      if (lanes == (1 << lead)) {
+        const int64_t i = first + lead;
+        WalkAlone(pContext, origin, rays[lead], tmin[lead], tmax[lead], pDist + i, pHit[0] + i, pHit[1] + i,
+                  pTriangle + i);
+      } else {
+        WalkTogether(pContext, pEye, rays, tmin, tmax, lanes, pDist + first, hit, pTriangle + first);
+      }
+    }
   }
 }

@@ -104,3 +104,35 @@ inline bool CrossTriangle4(const qelrTriangleAccel& a, const Rays4& ray, Triangl
   out.Q = Q;
   return true;
 }
+
+// ---- The single-ray test on four lanes ----
+
+// Four single rays against one triangle: each lane does exactly what
+// CrossTriangle does for its ray (the single-ray association of D and T),
+// so the lanes can stand in for four scalar tests.
+struct SingleCrossing4 {
+  __m128 inside;  // lanes where R * P, P * Q and R * Q are all at least 0 (a NaN fails)
+  __m128 D, T, P, Q;
+};
+
+inline SingleCrossing4 CrossTriangleSingle4(const qelrTriangleAccel& a, const Rays4& ray) {
+  const TriangleAxes ax = ReadTriangleAxes(a);
+  const __m128 normalU = _mm_set1_ps(a.normalU);
+  const __m128 normalW = _mm_set1_ps(a.normalW);
+  const __m128 du = ray.direction[ax.u], dw = ray.direction[ax.w], dk = ray.direction[ax.k];
+  SingleCrossing4 c;
+  c.D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(normalU, du), _mm_mul_ps(normalW, dw)), dk);
+  const __m128 pu = _mm_sub_ps(_mm_set1_ps(a.pointU), ray.origin[ax.u]);
+  const __m128 pw = _mm_sub_ps(_mm_set1_ps(a.pointW), ray.origin[ax.w]);
+  c.T = _mm_sub_ps(_mm_add_ps(_mm_add_ps(_mm_set1_ps(a.pointK), _mm_mul_ps(normalU, pu)), _mm_mul_ps(normalW, pw)),
+                   ray.origin[ax.k]);
+  const __m128 xu = _mm_sub_ps(_mm_mul_ps(du, c.T), _mm_mul_ps(pu, c.D));
+  const __m128 xw = _mm_sub_ps(_mm_mul_ps(dw, c.T), _mm_mul_ps(pw, c.D));
+  c.P = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge2W), xu), _mm_mul_ps(_mm_set1_ps(a.edge2U), xw));
+  c.Q = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge1U), xw), _mm_mul_ps(_mm_set1_ps(a.edge1W), xu));
+  const __m128 R = _mm_sub_ps(_mm_sub_ps(c.D, c.P), c.Q);
+  const __m128 zero = _mm_setzero_ps();
+  c.inside = _mm_and_ps(_mm_and_ps(_mm_cmpge_ps(_mm_mul_ps(R, c.P), zero), _mm_cmpge_ps(_mm_mul_ps(c.P, c.Q), zero)),
+                        _mm_cmpge_ps(_mm_mul_ps(R, c.Q), zero));
+  return c;
+}
