@@ -93,9 +93,11 @@ struct EyeLanes4 {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
       const SingleCrossing4 c = CrossTriangleSingle4(a, rays);
+      const __m128 inside = _mm_and_ps(lanes, c.inside);
+      if (_mm_movemask_ps(inside) == 0) return false;  // most triangles: no division
       const __m128 t = _mm_div_ps(c.T, c.D);
-      const __m128 accept = _mm_and_ps(_mm_and_ps(lanes, c.inside),
-                                       _mm_and_ps(_mm_cmpgt_ps(best, t), _mm_cmpgt_ps(t, _mm_setzero_ps())));
+      const __m128 accept =
+          _mm_and_ps(inside, _mm_and_ps(_mm_cmpgt_ps(best, t), _mm_cmpgt_ps(t, _mm_setzero_ps())));
       if (_mm_movemask_ps(accept) == 0) return false;
       best = Select(accept, t, best);
       hitU = Select(accept, _mm_div_ps(c.P, c.D), hitU);
