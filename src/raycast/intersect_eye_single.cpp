@@ -110,26 +110,23 @@ struct EyeLanes4 {
   __m128 Best() const { return best; }
 };
 
-// Rays `first` to `first + 3` that are in `laneBits`, clipped, with one
-// near child per axis for all of them.
-void WalkTogether(const qelrSceneContext* context, const float* eye, const SingleRay rays[4], const float tmin[4],
-                  const float tmax[4], int32_t laneBits, float* dist, float* const hit[2], int32_t* triangle) {
+// The rays of `laneBits`, which share their near children, in the lanes.
+void WalkTogether(const qelrSceneContext* context, const float* eye, const ClippedRays4& r, int32_t laneBits,
+                  float* dist, float* const hit[2], int32_t* triangle) {
   EyeLanes4 h;
   h.accel = context->pAccel;
-  __m128 inverse[3];
   for (int32_t k = 0; k < 3; ++k) {
     h.rays.origin[k] = _mm_set1_ps(eye[k]);
-    h.rays.direction[k] = _mm_setr_ps(rays[0].direction[k], rays[1].direction[k], rays[2].direction[k],
-                                      rays[3].direction[k]);
-    inverse[k] = _mm_setr_ps(rays[0].inverse[k], rays[1].inverse[k], rays[2].inverse[k], rays[3].inverse[k]);
+    h.rays.direction[k] = r.direction[k];
   }
   alignas(16) float best[4];
   for (int32_t j = 0; j < 4; ++j) best[j] = ((laneBits >> j) & 1) ? dist[j] : 0.0f;
   h.best = _mm_load_ps(best);
   h.hitU = h.hitV = h.triangle = h.taken = _mm_setzero_ps();
-  int32_t lead = __builtin_ctz(static_cast<uint32_t>(laneBits));
-  WalkSingleRays4(context->pRootNode, rays[lead].nearChild, eye, inverse, _mm_loadu_ps(tmin), _mm_loadu_ps(tmax),
-                  laneBits, kSplitEpsilon, h);
+  const int32_t lead = __builtin_ctz(static_cast<uint32_t>(laneBits));
+  const int32_t nearChild[3] = {(r.upperFirst[0] >> lead) & 1, (r.upperFirst[1] >> lead) & 1,
+                                (r.upperFirst[2] >> lead) & 1};
+  WalkSingleRays4(context->pRootNode, nearChild, eye, r.inverse, r.tmin, r.tmax, laneBits, kSplitEpsilon, h);
 
   // A ray that took a triangle gets its results; the others keep theirs.
   alignas(16) float hitU[4], hitV[4];
@@ -148,7 +145,26 @@ void WalkTogether(const qelrSceneContext* context, const float* eye, const Singl
   }
 }
 
-int32_t NearCode(const SingleRay& ray) { return ray.nearChild[0] | (ray.nearChild[1] << 1) | (ray.nearChild[2] << 2); }
+// Lane j of the clipped rays as a ray of its own.
+void WalkLaneAlone(const qelrSceneContext* context, const float* eye, const ClippedRays4& r, int32_t j, float* dist,
+                   float* hitU, float* hitV, int32_t* triangle) {
+  alignas(16) float lanes[8][4];
+  for (int32_t k = 0; k < 3; ++k) {
+    _mm_store_ps(lanes[k], r.direction[k]);
+    _mm_store_ps(lanes[3 + k], r.inverse[k]);
+  }
+  _mm_store_ps(lanes[6], r.tmin);
+  _mm_store_ps(lanes[7], r.tmax);
+  SingleRay ray;
+  for (int32_t k = 0; k < 3; ++k) {
+    ray.origin[k] = eye[k];
+    ray.direction[k] = lanes[k][j];
+    ray.inverse[k] = lanes[3 + k][j];
+    ray.nearChild[k] = (r.upperFirst[k] >> j) & 1;
+  }
+  WalkAlone(context, _mm_setr_ps(eye[0], eye[1], eye[2], 0.0f), ray, lanes[6][j], lanes[7][j], dist, hitU, hitV,
+            triangle);
+}
 
 }  // namespace
 
@@ -161,41 +177,38 @@ void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3],
     lower[k] = bound[k] - pEye[k];
     upper[k] = bound[k + 3] - pEye[k];
   }
-  const __m128 origin = _mm_setr_ps(pEye[0], pEye[1], pEye[2], 0.0f);
 
   for (int64_t first = 0; first < rayCount; first += 4) {
     const int32_t count = rayCount - first < 4 ? static_cast<int32_t>(rayCount - first) : 4;
-    // Each ray clipped by itself; a ray whose interval is empty is done.
-    SingleRay rays[4] = {};
-    alignas(16) float tmin[4] = {}, tmax[4] = {};
-    int32_t live = 0;
+    // Each ray clipped as by itself; a ray whose interval is empty is done.
+    alignas(16) float lane[4][4] = {};  // x, y, z, limit; unused lanes 0.0
     for (int32_t j = 0; j < count; ++j) {
       const int64_t i = first + j;
       pTriangle[i] = -1;
-      for (int32_t k = 0; k < 3; ++k) {
-        rays[j].origin[k] = pEye[k];
-        rays[j].direction[k] = pDirection[k][i];
-      }
-      tmin[j] = 0.0f;
-      tmax[j] = pDist[i];
-      if (!ClipSingleRayFromEye(lower, upper, rays[j], tmin[j], tmax[j])) continue;
-      tmax[j] += kIntervalPad;
-      live |= 1 << j;
+      for (int32_t k = 0; k < 3; ++k) lane[k][j] = pDirection[k][i];
+      lane[3][j] = pDist[i];
     }
-    float* hit[2] = {pHit[0] + first, pHit[1] + first};
+    ClippedRays4 r;
+    for (int32_t k = 0; k < 3; ++k) r.direction[k] = _mm_load_ps(lane[k]);
+    r.tmin = _mm_setzero_ps();
+    r.tmax = _mm_load_ps(lane[3]);
+    ClipSingleRays4FromEye(lower, upper, (1 << count) - 1, r);
+    r.tmax = _mm_add_ps(r.tmax, _mm_set1_ps(kIntervalPad));
+
     // Rays with the same near children walk together.
+    float* hit[2] = {pHit[0] + first, pHit[1] + first};
+    int32_t live = r.live;
     while (live != 0) {
       const int32_t lead = __builtin_ctz(static_cast<uint32_t>(live));
       int32_t lanes = 0;
       for (int32_t j = lead; j < count; ++j)
-        if (((live >> j) & 1) != 0 && NearCode(rays[j]) == NearCode(rays[lead])) lanes |= 1 << j;
+        if (((live >> j) & 1) != 0 && r.NearCode(j) == r.NearCode(lead)) lanes |= 1 << j;
       live &= ~lanes;
       if (lanes == (1 << lead)) {
         const int64_t i = first + lead;
-        WalkAlone(pContext, origin, rays[lead], tmin[lead], tmax[lead], pDist + i, pHit[0] + i, pHit[1] + i,
-                  pTriangle + i);
+        WalkLaneAlone(pContext, pEye, r, lead, pDist + i, pHit[0] + i, pHit[1] + i, pTriangle + i);
       } else {
-        WalkTogether(pContext, pEye, rays, tmin, tmax, lanes, pDist + first, hit, pTriangle + first);
+        WalkTogether(pContext, pEye, r, lanes, pDist + first, hit, pTriangle + first);
       }
     }
   }
