@@ -6,11 +6,11 @@
 
 #include "qelr.h"
 
-// Rays in row order, each by itself; true divisions, a split epsilon, and a
-// miss leaves `pHit` as it was.
+// Every ray by itself; true divisions, a split epsilon, and a miss leaves
+// `pHit` as it was.  Sides of any positive size.
 void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist,
                             float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                            int64_t rayCount);
+                            qelrSize size);
 
 // 4 by 4 tiles of four-ray kernels; approximate reciprocals, no epsilon, and
 // a miss in a kernel's mask gets 0.0 in `pHit`.  Needs sides that are

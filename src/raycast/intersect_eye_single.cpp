@@ -110,23 +110,37 @@ struct EyeLanes4 {
   __m128 Best() const { return best; }
 };
 
+// The planes of a call, and the rays of one group in its lanes.
+struct EyeBlock {
+  const float* eye;
+  const float* const* direction;
+  float* dist;
+  float* const* hit;
+  int32_t* triangle;
+  const qelrSceneContext* context;
+};
+
+struct RayGroup {
+  int64_t ray[4];  // ray index of each lane
+  int32_t count;   // lanes in use, from lane 0
+};
+
 // The rays of `laneBits`, which share their near children, in the lanes.
-void WalkTogether(const qelrSceneContext* context, const float* eye, const ClippedRays4& r, int32_t laneBits,
-                  float* dist, float* const hit[2], int32_t* triangle) {
+void WalkTogether(const EyeBlock& b, const RayGroup& g, const ClippedRays4& r, int32_t laneBits) {
   EyeLanes4 h;
-  h.accel = context->pAccel;
+  h.accel = b.context->pAccel;
   for (int32_t k = 0; k < 3; ++k) {
-    h.rays.origin[k] = _mm_set1_ps(eye[k]);
+    h.rays.origin[k] = _mm_set1_ps(b.eye[k]);
     h.rays.direction[k] = r.direction[k];
   }
   alignas(16) float best[4];
-  for (int32_t j = 0; j < 4; ++j) best[j] = ((laneBits >> j) & 1) ? dist[j] : 0.0f;
+  for (int32_t j = 0; j < 4; ++j) best[j] = ((laneBits >> j) & 1) ? b.dist[g.ray[j]] : 0.0f;
   h.best = _mm_load_ps(best);
   h.hitU = h.hitV = h.triangle = h.taken = _mm_setzero_ps();
   const int32_t lead = __builtin_ctz(static_cast<uint32_t>(laneBits));
   const int32_t nearChild[3] = {(r.upperFirst[0] >> lead) & 1, (r.upperFirst[1] >> lead) & 1,
                                 (r.upperFirst[2] >> lead) & 1};
-  WalkSingleRays4(context->pRootNode, nearChild, eye, r.inverse, r.tmin, r.tmax, laneBits, kSplitEpsilon, h);
+  WalkSingleRays4(b.context->pRootNode, nearChild, b.eye, r.inverse, r.tmin, r.tmax, laneBits, kSplitEpsilon, h);
 
   // A ray that took a triangle gets its results; the others keep theirs.
   alignas(16) float hitU[4], hitV[4];
@@ -138,16 +152,16 @@ void WalkTogether(const qelrSceneContext* context, const float* eye, const Clipp
   const int32_t taken = _mm_movemask_ps(h.taken) & laneBits;
   for (int32_t j = 0; j < 4; ++j) {
     if (((taken >> j) & 1) == 0) continue;
-    dist[j] = best[j];
-    hit[0][j] = hitU[j];
-    hit[1][j] = hitV[j];
-    triangle[j] = index[j];
+    const int64_t i = g.ray[j];
+    b.dist[i] = best[j];
+    b.hit[0][i] = hitU[j];
+    b.hit[1][i] = hitV[j];
+    b.triangle[i] = index[j];
   }
 }
 
 // Lane j of the clipped rays as a ray of its own.
-void WalkLaneAlone(const qelrSceneContext* context, const float* eye, const ClippedRays4& r, int32_t j, float* dist,
-                   float* hitU, float* hitV, int32_t* triangle) {
+void WalkLaneAlone(const EyeBlock& b, const RayGroup& g, const ClippedRays4& r, int32_t j) {
   alignas(16) float lanes[8][4];
   for (int32_t k = 0; k < 3; ++k) {
     _mm_store_ps(lanes[k], r.direction[k]);
@@ -157,59 +171,70 @@ void WalkLaneAlone(const qelrSceneContext* context, const float* eye, const Clip
   _mm_store_ps(lanes[7], r.tmax);
   SingleRay ray;
   for (int32_t k = 0; k < 3; ++k) {
-    ray.origin[k] = eye[k];
+    ray.origin[k] = b.eye[k];
     ray.direction[k] = lanes[k][j];
     ray.inverse[k] = lanes[3 + k][j];
     ray.nearChild[k] = (r.upperFirst[k] >> j) & 1;
   }
-  WalkAlone(context, _mm_setr_ps(eye[0], eye[1], eye[2], 0.0f), ray, lanes[6][j], lanes[7][j], dist, hitU, hitV,
-            triangle);
+  const int64_t i = g.ray[j];
+  WalkAlone(b.context, _mm_setr_ps(b.eye[0], b.eye[1], b.eye[2], 0.0f), ray, lanes[6][j], lanes[7][j], b.dist + i,
+            b.hit[0] + i, b.hit[1] + i, b.triangle + i);
+}
+
+// Every ray of the group gets exactly its own walk.
+void TraceGroup(const EyeBlock& b, const float lower[3], const float upper[3], const RayGroup& g) {
+  // Each ray clipped as by itself; a ray whose interval is empty is done.
+  alignas(16) float lane[4][4] = {};  // x, y, z, limit; unused lanes 0.0
+  for (int32_t j = 0; j < g.count; ++j) {
+    const int64_t i = g.ray[j];
+    b.triangle[i] = -1;
+    for (int32_t k = 0; k < 3; ++k) lane[k][j] = b.direction[k][i];
+    lane[3][j] = b.dist[i];
+  }
+  ClippedRays4 r;
+  for (int32_t k = 0; k < 3; ++k) r.direction[k] = _mm_load_ps(lane[k]);
+  r.tmin = _mm_setzero_ps();
+  r.tmax = _mm_load_ps(lane[3]);
+  ClipSingleRays4FromEye(lower, upper, (1 << g.count) - 1, r);
+  r.tmax = _mm_add_ps(r.tmax, _mm_set1_ps(kIntervalPad));
+
+  // Rays with the same near children walk together.
+  int32_t live = r.live;
+  while (live != 0) {
+    const int32_t lead = __builtin_ctz(static_cast<uint32_t>(live));
+    int32_t lanes = 0;
+    for (int32_t j = lead; j < g.count; ++j)
+      if (((live >> j) & 1) != 0 && r.NearCode(j) == r.NearCode(lead)) lanes |= 1 << j;
+    live &= ~lanes;
+    if (lanes == (1 << lead))
+      WalkLaneAlone(b, g, r, lead);
+    else
+      WalkTogether(b, g, r, lanes);
+  }
 }
 
 }  // namespace
 
 void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist,
                             float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                            int64_t rayCount) {
+                            qelrSize size) {
   const float* bound = pContext->pBound;
   float lower[3], upper[3];
   for (int32_t k = 0; k < 3; ++k) {
     lower[k] = bound[k] - pEye[k];
     upper[k] = bound[k + 3] - pEye[k];
   }
-
-  for (int64_t first = 0; first < rayCount; first += 4) {
-    const int32_t count = rayCount - first < 4 ? static_cast<int32_t>(rayCount - first) : 4;
-    // Each ray clipped as by itself; a ray whose interval is empty is done.
-    alignas(16) float lane[4][4] = {};  // x, y, z, limit; unused lanes 0.0
-    for (int32_t j = 0; j < count; ++j) {
-      const int64_t i = first + j;
-      pTriangle[i] = -1;
-      for (int32_t k = 0; k < 3; ++k) lane[k][j] = pDirection[k][i];
-      lane[3][j] = pDist[i];
-    }
-    ClippedRays4 r;
-    for (int32_t k = 0; k < 3; ++k) r.direction[k] = _mm_load_ps(lane[k]);
-    r.tmin = _mm_setzero_ps();
-    r.tmax = _mm_load_ps(lane[3]);
-    ClipSingleRays4FromEye(lower, upper, (1 << count) - 1, r);
-    r.tmax = _mm_add_ps(r.tmax, _mm_set1_ps(kIntervalPad));
-
-    // Rays with the same near children walk together.
-    float* hit[2] = {pHit[0] + first, pHit[1] + first};
-    int32_t live = r.live;
-    while (live != 0) {
-      const int32_t lead = __builtin_ctz(static_cast<uint32_t>(live));
-      int32_t lanes = 0;
-      for (int32_t j = lead; j < count; ++j)
-        if (((live >> j) & 1) != 0 && r.NearCode(j) == r.NearCode(lead)) lanes |= 1 << j;
-      live &= ~lanes;
-      if (lanes == (1 << lead)) {
-        const int64_t i = first + lead;
-        WalkLaneAlone(pContext, pEye, r, lead, pDist + i, pHit[0] + i, pHit[1] + i, pTriangle + i);
-      } else {
-        WalkTogether(pContext, pEye, r, lanes, pDist + first, hit, pTriangle + first);
-      }
+  const EyeBlock b{pEye, pDirection, pDist, pHit, pTriangle, pContext};
+  // Groups of 2 by 2 neighbouring rays (fewer at the right and lower
+  // edges): the closer the rays, the more nodes their walks share.
+  for (int32_t row = 0; row < size.height; row += 2) {
+    for (int32_t col = 0; col < size.width; col += 2) {
+      RayGroup g;
+      g.count = 0;
+      for (int32_t dy = 0; dy < 2 && row + dy < size.height; ++dy)
+        for (int32_t dx = 0; dx < 2 && col + dx < size.width; ++dx)
+          g.ray[g.count++] = static_cast<int64_t>(row + dy) * size.width + col + dx;
+      TraceGroup(b, lower, upper, g);
     }
   }
 }

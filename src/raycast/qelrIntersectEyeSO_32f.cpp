@@ -15,7 +15,6 @@ extern "C" qelStatus qelrIntersectEyeSO_32f_impl(const float* pEye, const float*
   if (IsPacketBlock(size) && aligned)
     IntersectEyePackets(pEye, pDirection, pDist, pHit, pTriangle, pContext, size);
   else
-    IntersectEyeSingleRays(pEye, pDirection, pDist, pHit, pTriangle, pContext,
-                           static_cast<int64_t>(size.width) * size.height);
+    IntersectEyeSingleRays(pEye, pDirection, pDist, pHit, pTriangle, pContext, size);
   return StatusOk;
 }
