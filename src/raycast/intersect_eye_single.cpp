@@ -34,7 +34,7 @@ struct EyeLanes4 {
     ForEachLeafTriangle(leaf, [&](int32_t index) {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
-      const SingleCrossing4 c = CrossTriangleSingle4(a, rays);
+      const SingleCrossing4 c = CrossTriangleSingle4(TriangleRecord4(a), rays);
       const __m128 inside = _mm_and_ps(lanes, c.inside);
       if (_mm_movemask_ps(inside) == 0) return false;  // most triangles: no division
       const __m128 t = _mm_div_ps(c.T, c.D);

@@ -63,6 +63,24 @@ struct Rays4 {
   __m128 direction[3];
 };
 
+// A triangle's record with every field spread over four lanes, formed once
+// and then tested against several groups of rays.
+struct TriangleRecord4 {
+  TriangleAxes ax;
+  __m128 normalU, pointK, normalW, pointU, pointW, edge2U, edge2W, edge1U, edge1W;
+  explicit TriangleRecord4(const qelrTriangleAccel& a)
+      : ax(ReadTriangleAxes(a)),
+        normalU(_mm_set1_ps(a.normalU)),
+        pointK(_mm_set1_ps(a.pointK)),
+        normalW(_mm_set1_ps(a.normalW)),
+        pointU(_mm_set1_ps(a.pointU)),
+        pointW(_mm_set1_ps(a.pointW)),
+        edge2U(_mm_set1_ps(a.edge2U)),
+        edge2W(_mm_set1_ps(a.edge2W)),
+        edge1U(_mm_set1_ps(a.edge1U)),
+        edge1W(_mm_set1_ps(a.edge1W)) {}
+};
+
 struct TriangleCrossing4 {
   __m128 pass;     // lanes whose barycentric numerators agree in sign
   __m128 t;        // T times the refined reciprocal of D
@@ -70,24 +88,22 @@ struct TriangleCrossing4 {
   __m128 inverseD; // refined reciprocal of D, 0 where the lane did not pass
 };
 
-// Returns false when no lane passes; `out` is then incomplete.  A lane
-// passes unless one of R * P, R * Q, P * Q is below 0, so a NaN passes; the
-// callers' tests of t keep such lanes from being accepted.
-inline bool CrossTriangle4(const qelrTriangleAccel& a, const Rays4& ray, TriangleCrossing4& out) {
-  const TriangleAxes ax = ReadTriangleAxes(a);
-  const __m128 normalU = _mm_set1_ps(a.normalU);
-  const __m128 normalW = _mm_set1_ps(a.normalW);
+// The packet paths' test.  Returns false when no lane passes; `out` is then
+// incomplete.  A lane passes unless one of R * P, R * Q, P * Q is below 0,
+// so a NaN passes; the callers' tests of t keep such lanes from being
+// accepted.
+inline bool CrossTriangle4(const TriangleRecord4& a, const Rays4& ray, TriangleCrossing4& out) {
+  const TriangleAxes ax = a.ax;
   const __m128 du = ray.direction[ax.u], dw = ray.direction[ax.w], dk = ray.direction[ax.k];
-  const __m128 D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(normalU, du), dk), _mm_mul_ps(normalW, dw));
-  const __m128 pu = _mm_sub_ps(_mm_set1_ps(a.pointU), ray.origin[ax.u]);
-  const __m128 pw = _mm_sub_ps(_mm_set1_ps(a.pointW), ray.origin[ax.w]);
-  const __m128 T = _mm_add_ps(
-      _mm_add_ps(_mm_mul_ps(normalU, pu), _mm_sub_ps(_mm_set1_ps(a.pointK), ray.origin[ax.k])),
-      _mm_mul_ps(normalW, pw));
+  const __m128 D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, du), dk), _mm_mul_ps(a.normalW, dw));
+  const __m128 pu = _mm_sub_ps(a.pointU, ray.origin[ax.u]);
+  const __m128 pw = _mm_sub_ps(a.pointW, ray.origin[ax.w]);
+  const __m128 T = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, pu), _mm_sub_ps(a.pointK, ray.origin[ax.k])),
+                              _mm_mul_ps(a.normalW, pw));
   const __m128 xu = _mm_sub_ps(_mm_mul_ps(du, T), _mm_mul_ps(pu, D));
   const __m128 xw = _mm_sub_ps(_mm_mul_ps(dw, T), _mm_mul_ps(pw, D));
-  const __m128 P = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge2W), xu), _mm_mul_ps(_mm_set1_ps(a.edge2U), xw));
-  const __m128 Q = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge1U), xw), _mm_mul_ps(_mm_set1_ps(a.edge1W), xu));
+  const __m128 P = _mm_sub_ps(_mm_mul_ps(a.edge2W, xu), _mm_mul_ps(a.edge2U, xw));
+  const __m128 Q = _mm_sub_ps(_mm_mul_ps(a.edge1U, xw), _mm_mul_ps(a.edge1W, xu));
   const __m128 R = _mm_sub_ps(_mm_sub_ps(D, P), Q);
   const __m128 zero = _mm_setzero_ps();
   const __m128 anyNegative = _mm_or_ps(_mm_or_ps(_mm_cmplt_ps(_mm_mul_ps(R, P), zero),
@@ -115,21 +131,19 @@ struct SingleCrossing4 {
   __m128 D, T, P, Q;
 };
 
-inline SingleCrossing4 CrossTriangleSingle4(const qelrTriangleAccel& a, const Rays4& ray) {
-  const TriangleAxes ax = ReadTriangleAxes(a);
-  const __m128 normalU = _mm_set1_ps(a.normalU);
-  const __m128 normalW = _mm_set1_ps(a.normalW);
+inline SingleCrossing4 CrossTriangleSingle4(const TriangleRecord4& a, const Rays4& ray) {
+  const TriangleAxes ax = a.ax;
   const __m128 du = ray.direction[ax.u], dw = ray.direction[ax.w], dk = ray.direction[ax.k];
   SingleCrossing4 c;
-  c.D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(normalU, du), _mm_mul_ps(normalW, dw)), dk);
-  const __m128 pu = _mm_sub_ps(_mm_set1_ps(a.pointU), ray.origin[ax.u]);
-  const __m128 pw = _mm_sub_ps(_mm_set1_ps(a.pointW), ray.origin[ax.w]);
-  c.T = _mm_sub_ps(_mm_add_ps(_mm_add_ps(_mm_set1_ps(a.pointK), _mm_mul_ps(normalU, pu)), _mm_mul_ps(normalW, pw)),
+  c.D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, du), _mm_mul_ps(a.normalW, dw)), dk);
+  const __m128 pu = _mm_sub_ps(a.pointU, ray.origin[ax.u]);
+  const __m128 pw = _mm_sub_ps(a.pointW, ray.origin[ax.w]);
+  c.T = _mm_sub_ps(_mm_add_ps(_mm_add_ps(a.pointK, _mm_mul_ps(a.normalU, pu)), _mm_mul_ps(a.normalW, pw)),
                    ray.origin[ax.k]);
   const __m128 xu = _mm_sub_ps(_mm_mul_ps(du, c.T), _mm_mul_ps(pu, c.D));
   const __m128 xw = _mm_sub_ps(_mm_mul_ps(dw, c.T), _mm_mul_ps(pw, c.D));
-  c.P = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge2W), xu), _mm_mul_ps(_mm_set1_ps(a.edge2U), xw));
-  c.Q = _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(a.edge1U), xw), _mm_mul_ps(_mm_set1_ps(a.edge1W), xu));
+  c.P = _mm_sub_ps(_mm_mul_ps(a.edge2W, xu), _mm_mul_ps(a.edge2U, xw));
+  c.Q = _mm_sub_ps(_mm_mul_ps(a.edge1U, xw), _mm_mul_ps(a.edge1W, xu));
   const __m128 R = _mm_sub_ps(_mm_sub_ps(c.D, c.P), c.Q);
   const __m128 zero = _mm_setzero_ps();
   c.inside = _mm_and_ps(_mm_and_ps(_mm_cmpge_ps(_mm_mul_ps(R, c.P), zero), _mm_cmpge_ps(_mm_mul_ps(c.P, c.Q), zero)),
