@@ -1,9 +1,10 @@
 // Nearest hit of each ray, one ray at a time.  Works for any block.
 //
-// Every ray gets exactly its own single-ray walk and tests.  To share the
-// node visits, four neighbouring rays whose near children agree walk
-// together in the lanes of WalkSingleRays4; a ray with no such partner
-// walks alone.  Either way each ray's results are those of its own walk.
+// Every ray gets exactly its own single-ray walk and tests, so the order in
+// which rays are taken does not show in the results.  To share the node
+// visits, the rays of each 2 by 2 square of the block whose near children
+// agree walk together in the lanes of WalkSingleRays4; a ray with no such
+// partner walks alone.
 #include "raycast/intersect_eye_paths.h"
 
 #include <emmintrin.h>
@@ -16,12 +17,10 @@
 
 namespace {
 
-// The rule of the nearest hit, for every lane: the ray crosses inside the
-// triangle and its t lies strictly between 0.0 and the best so far, so on a
-// tie the earlier triangle stays.
-
 // Four rays in lanes, each with its own best; a lane outside the leaf's
-// lanes takes nothing.
+// lanes takes nothing.  A lane takes a triangle if its ray crosses inside it
+// and its t lies strictly between 0.0 and the lane's best so far, so on a
+// tie the earlier triangle stays.
 struct EyeLanes4 {
   const qelrTriangleAccel* accel;
   Rays4 rays;
