@@ -19,9 +19,8 @@ constexpr float kIntervalPad = 0.0001f;
 constexpr float kSplitEpsilon = 1e-5f;
 
 // The processor's minps/maxps rule, kept in the scalar code too: when either
-// operand is NaN the second one is the result.
-// Written with minss / maxss, which the compiler would otherwise turn into
-// a branch in the walks.
+// operand is NaN the second one is the result.  Written as minss / maxss,
+// since the compiler may otherwise make a branch of them inside the walks.
 inline float MinF(float a, float b) { return _mm_cvtss_f32(_mm_min_ss(_mm_set_ss(a), _mm_set_ss(b))); }
 inline float MaxF(float a, float b) { return _mm_cvtss_f32(_mm_max_ss(_mm_set_ss(a), _mm_set_ss(b))); }
 
