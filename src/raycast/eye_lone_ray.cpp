@@ -7,9 +7,9 @@
 
 namespace {
 
-// Taken as in every path of the single ray: the ray crosses inside the
-// triangle and its t lies strictly between 0.0 and the best so far, so on a
-// tie the earlier triangle stays.
+// A triangle is taken, as everywhere in the single-ray path, if the ray
+// crosses inside it and its t lies strictly between 0.0 and the best so
+// far, so on a tie the earlier triangle stays.
 struct EyeRay {
   const qelrTriangleAccel* accel;
   __m128 origin, direction;  // x, y, z, 0

@@ -1,4 +1,5 @@
-// Nearest hit of each ray, one ray at a time.  Works for any block.
+// Nearest hit of each ray by the single-ray path (true divisions, the split
+// epsilon).  Works for any block.
 //
 // Every ray gets exactly its own single-ray walk and tests, so the order in
 // which rays are taken does not show in the results.  To share the node
