@@ -79,6 +79,7 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
   t.yHigh = y.high;
   t.wi = box.w - x.low - x.high;
   t.hi = box.h - y.low - y.high;
+  t.xStep2 = ColumnsStepBy2(xIndex + x.low, t.wi);
   t.srcWidth = size.width;
   t.srcHeight = size.height;
   t.srcRowStep = src.rowStep;

@@ -21,7 +21,12 @@ void WalkInteriorRows(const T* plane, const LinearPlaneTables<T>& t,
   const auto* xWeight = t.xWeight + t.xLow;
   WalkRotatingPair<Inner*>(
       t.yOffset, t.yLow, t.h - t.yHigh, t.srcRowStep, rowA, rowB,
-      [&](int32_t offset, Inner* row) { LinearRowX(plane + offset, t.wi, xIndex, xWeight, row); },
+      [&](int32_t offset, Inner* row) {
+        if (t.xStep2)
+          LinearRowXStep2(plane + offset + xIndex[0], t.wi, xWeight, row);
+        else
+          LinearRowX(plane + offset, t.wi, xIndex, xWeight, row);
+      },
       blendRow);
 }
 

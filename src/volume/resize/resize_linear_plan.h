@@ -42,6 +42,7 @@ struct LinearPlaneTables {
   const typename Types::Weight* yWeight;
   int32_t xLow, xHigh, yLow, yHigh;
   int32_t wi, hi;
+  bool xStep2;  // the interior columns read every second source sample
   int32_t srcWidth, srcHeight, srcRowStep;
 };
 

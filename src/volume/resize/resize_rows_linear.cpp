@@ -144,6 +144,67 @@ void LinearRowX(const float* src, int32_t n, const int32_t* xIndex, const float*
   }
 }
 
+// Columns whose taps are every second source sample: column i reads
+// src[2i] and src[2i + 1], so straight loads give the same pairs as the
+// per-column loads above, several columns at a time.
+
+bool ColumnsStepBy2(const int32_t* xIndex, int32_t n) {
+  for (int32_t i = 1; i < n; ++i)
+    if (xIndex[i] != xIndex[i - 1] + 2) return false;
+  return true;
+}
+
+void LinearRowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i round = _mm_set1_epi32(128);
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m128i taps = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i));
+    const __m128i w03 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i));
+    const __m128i w47 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i + 4));
+    const __m128i s03 = _mm_madd_epi16(_mm_unpacklo_epi8(taps, zero), w03);
+    const __m128i s47 = _mm_madd_epi16(_mm_unpackhi_epi8(taps, zero), w47);
+    const __m128i r03 = _mm_srai_epi32(_mm_add_epi32(s03, round), 8);
+    const __m128i r47 = _mm_srai_epi32(_mm_add_epi32(s47, round), 8);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + i), _mm_packs_epi32(r03, r47));
+  }
+  for (; i < n; ++i) {
+    const uint8_t* s = src + 2 * i;
+    row[i] = SaturateToInt16((xWeight[i].w0 * s[0] + xWeight[i].w1 * s[1] + 128) >> 8);
+  }
+}
+
+void LinearRowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
+  const __m128i low16 = _mm_set1_epi32(0xFFFF);
+  int32_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i taps = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i));
+    const __m128 a = _mm_cvtepi32_ps(_mm_and_si128(taps, low16));
+    const __m128 b = _mm_cvtepi32_ps(_mm_srli_epi32(taps, 16));
+    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+  }
+  for (; i < n; ++i) {
+    const float a = static_cast<float>(src[2 * i]);
+    const float b = static_cast<float>(src[2 * i + 1]);
+    row[i] = a + (b - a) * xWeight[i];
+  }
+}
+
+void LinearRowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
+  int32_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128 p01 = _mm_loadu_ps(src + 2 * i);
+    const __m128 p23 = _mm_loadu_ps(src + 2 * i + 4);
+    const __m128 a = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    const __m128 b = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+  }
+  for (; i < n; ++i) {
+    const float* s = src + 2 * i;
+    row[i] = s[0] + (s[1] - s[0]) * xWeight[i];
+  }
+}
+
 // ---------------------------------------------------------------- along y
 
 void LinearRowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {

@@ -26,6 +26,16 @@ void LinearRowX(const uint16_t* src, int32_t n, const int32_t* xIndex, const flo
 void LinearRowX(const float* src, int32_t n, const int32_t* xIndex, const float* xWeight,
                 float* row);
 
+// Along x when the columns read every second source sample: column i reads
+// src[2i] and src[2i + 1] (`src` is the first column's left tap), as in a
+// halving.  Same results as LinearRowX with that table.
+void LinearRowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row);
+void LinearRowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row);
+void LinearRowXStep2(const float* src, int32_t n, const float* xWeight, float* row);
+
+// True when xIndex[i] = xIndex[0] + 2 * i for the n columns.
+bool ColumnsStepBy2(const int32_t* xIndex, int32_t n);
+
 // Along y into an intermediate row (and, for 32f, into the destination):
 //   8u:       (w0 * a + w1 * b + 8192) >> 14, still 6 fraction bits
 //   16u, 32f: a + (b - a) * f
