@@ -80,6 +80,7 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
   t.wi = box.w - x.low - x.high;
   t.hi = box.h - y.low - y.high;
   t.xStep2 = ColumnsStepBy2(xIndex + x.low, t.wi);
+  t.kernels = &KernelsOfType(LinearRowKernelsHere(), static_cast<const T*>(nullptr));
   t.srcWidth = size.width;
   t.srcHeight = size.height;
   t.srcRowStep = src.rowStep;
@@ -136,7 +137,7 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
         T* out = destination(k);
         LinearBlendFrame<T>(a.frame, b.frame, s.zWeight[k], t, out, dst.rowStep);
         if (hasInterior)
-          LinearBlendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
+          t.kernels->blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
                               static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner),
                               s.stride);
       });

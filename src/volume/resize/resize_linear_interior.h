@@ -23,9 +23,9 @@ void WalkInteriorRows(const T* plane, const LinearPlaneTables<T>& t,
       t.yOffset, t.yLow, t.h - t.yHigh, t.srcRowStep, rowA, rowB,
       [&](int32_t offset, Inner* row) {
         if (t.xStep2)
-          LinearRowXStep2(plane + offset + xIndex[0], t.wi, xWeight, row);
+          t.kernels->rowXStep2(plane + offset + xIndex[0], t.wi, xWeight, row);
         else
-          LinearRowX(plane + offset, t.wi, xIndex, xWeight, row);
+          t.kernels->rowX(plane + offset, t.wi, xIndex, xWeight, row);
       },
       blendRow);
 }
@@ -39,12 +39,7 @@ void LinearInterior2D(const T* plane, const LinearPlaneTables<T>& t,
   using Inner = typename LinearTypes<T>::Inner;
   T* first = dst + t.xLow;
   WalkInteriorRows(plane, t, rowA, rowB, [&](int32_t r, const Inner* a, const Inner* b) {
-    T* out = first + static_cast<ptrdiff_t>(r) * dstStep;
-    if constexpr (sizeof(T) == 4) {
-      LinearRowY(out, t.wi, t.yWeight[r], a, b);  // float rows: the 3-D kernel serves
-    } else {
-      LinearRowY2D(out, t.wi, t.yWeight[r], a, b);
-    }
+    t.kernels->rowY2D(first + static_cast<ptrdiff_t>(r) * dstStep, t.wi, t.yWeight[r], a, b);
   });
 }
 
@@ -56,6 +51,6 @@ void LinearInterior(const T* plane, const LinearPlaneTables<T>& t,
                     typename LinearTypes<T>::Inner* inner, int32_t stride) {
   using Inner = typename LinearTypes<T>::Inner;
   WalkInteriorRows(plane, t, rowA, rowB, [&](int32_t r, const Inner* a, const Inner* b) {
-    LinearRowY(inner + static_cast<ptrdiff_t>(r - t.yLow) * stride, t.wi, t.yWeight[r], a, b);
+    t.kernels->rowY(inner + static_cast<ptrdiff_t>(r - t.yLow) * stride, t.wi, t.yWeight[r], a, b);
   });
 }

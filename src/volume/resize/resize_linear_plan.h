@@ -17,6 +17,7 @@ struct LinearTypes {
   using Weight = float;  // y and z
   using Inner = float;   // row buffers and interior planes
   using Cell = float;    // edge frames
+  using Kernels = LinearRowKernelsOf<T, XWeight, Weight, Inner>;
 };
 
 template <>
@@ -25,6 +26,7 @@ struct LinearTypes<uint8_t> {
   using Weight = uint16_t;  // w1 alone; w0 = 16384 - w1
   using Inner = int16_t;
   using Cell = uint16_t;
+  using Kernels = LinearRowKernelsOf<uint8_t, XWeight, Weight, Inner>;
 };
 
 // The in-plane tables and extents that resampling one source plane needs.
@@ -43,6 +45,7 @@ struct LinearPlaneTables {
   int32_t xLow, xHigh, yLow, yHigh;
   int32_t wi, hi;
   bool xStep2;  // the interior columns read every second source sample
+  const typename Types::Kernels* kernels;  // the row kernels of this processor
   int32_t srcWidth, srcHeight, srcRowStep;
 };
 

@@ -319,3 +319,16 @@ void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, fl
     for (; i < wi; ++i) out[i] = pa[i] * oneMinusF + pb[i] * f;
   }
 }
+
+namespace {
+
+const LinearRowKernels kSseKernels = {
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior},
+    // Float rows: the 3-D kernel serves the planes without a z blend too.
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY, LinearBlendInterior},
+};
+
+}  // namespace
+
+const LinearRowKernels& LinearRowKernelsSse() { return kSseKernels; }

@@ -59,3 +59,34 @@ void LinearBlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi,
                          const float* a, const float* b, int32_t stride);
 void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
                          const float* a, const float* b, int32_t stride);
+
+// The kernels above are the SSE forms.  Where the processor has AVX2, wider
+// forms of the busiest ones give the same bits (the same lane arithmetic,
+// no fused operations) and leave their remainders to the SSE forms.  The
+// paths reach the kernels through a table, chosen once when the library is
+// loaded.
+template <typename T, typename XWeight, typename Weight, typename Inner>
+struct LinearRowKernelsOf {
+  void (*rowX)(const T* src, int32_t n, const int32_t* xIndex, const XWeight* xWeight, Inner* row);
+  void (*rowXStep2)(const T* src, int32_t n, const XWeight* xWeight, Inner* row);
+  void (*rowY)(Inner* out, int32_t n, Weight w, const Inner* a, const Inner* b);
+  void (*rowY2D)(T* out, int32_t n, Weight w, const Inner* a, const Inner* b);
+  void (*blendInterior)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, const Inner* a,
+                        const Inner* b, int32_t stride);
+};
+
+struct LinearRowKernels {
+  LinearRowKernelsOf<uint8_t, Weight8uPair, uint16_t, int16_t> u8;
+  LinearRowKernelsOf<uint16_t, float, float, float> u16;
+  LinearRowKernelsOf<float, float, float, float> f32;
+};
+
+inline const auto& KernelsOfType(const LinearRowKernels& k, const uint8_t*) { return k.u8; }
+inline const auto& KernelsOfType(const LinearRowKernels& k, const uint16_t*) { return k.u16; }
+inline const auto& KernelsOfType(const LinearRowKernels& k, const float*) { return k.f32; }
+
+const LinearRowKernels& LinearRowKernelsSse();
+const LinearRowKernels& LinearRowKernelsAvx2();  // only where the processor has AVX2
+
+// The widest set this processor runs (an ifunc: no variable holds the choice).
+extern "C" const LinearRowKernels& LinearRowKernelsHere();

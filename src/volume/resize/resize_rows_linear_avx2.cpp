@@ -1,0 +1,192 @@
+// AVX2 forms of the busiest linear row kernels.  Each lane does exactly what
+// a lane of the SSE form does (the same operations in the same order, no
+// fused multiply-add), so the results are the same bits; only the width
+// differs.  What a block loop leaves over goes to the SSE form.  This file
+// alone is built for AVX2, and runs only where the processor has it.
+#include <immintrin.h>
+
+#include <cstddef>
+
+#include "volume/resize/resize_rows_linear.h"
+
+namespace {
+
+__m256i LoadInts(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+void StoreInts(void* p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+
+__m256 Lerp(__m256 a, __m256 b, __m256 f) {
+  return _mm256_add_ps(a, _mm256_mul_ps(_mm256_sub_ps(b, a), f));
+}
+
+__m256 Mix(__m256 a, __m256 b, __m256 oneMinusF, __m256 f) {
+  return _mm256_add_ps(_mm256_mul_ps(a, oneMinusF), _mm256_mul_ps(b, f));
+}
+
+// The packing instructions work within 128-bit halves; this puts the
+// 64-bit quarters back in order after packing two vectors.
+__m256i InOrder(__m256i packed) { return _mm256_permute4x64_epi64(packed, 0xD8); }
+
+// The pair (w0, w1) repeated in every 32-bit lane.
+__m256i WeightPairs(uint16_t w1) {
+  const int32_t w0 = 16384 - w1;
+  return _mm256_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(w1) << 16) | uint32_t(w0)));
+}
+
+// (w0 * a + w1 * b + round) >> Shift for sixteen 16-bit lanes, packed back
+// to sixteen signed 16-bit results with saturation, in order (unpacking and
+// packing both stay within halves, so their orders cancel).
+template <int Shift>
+__m256i BlendPairs16(__m256i a, __m256i b, __m256i weights, __m256i round) {
+  const __m256i lo = _mm256_srai_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), weights), round), Shift);
+  const __m256i hi = _mm256_srai_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), weights), round), Shift);
+  return _mm256_packs_epi32(lo, hi);
+}
+
+// Truncate, bias, saturate to signed 16, unbias: sixteen floats to 16u.
+__m256i FloatsToUint16(__m256 lo, __m256 hi) {
+  const __m256i bias32 = _mm256_set1_epi32(-32768);
+  const __m256i bias16 = _mm256_set1_epi16(static_cast<int16_t>(0x8000));
+  const __m256i l = _mm256_add_epi32(_mm256_cvttps_epi32(lo), bias32);
+  const __m256i h = _mm256_add_epi32(_mm256_cvttps_epi32(hi), bias32);
+  return _mm256_add_epi16(InOrder(_mm256_packs_epi32(l, h)), bias16);
+}
+
+// ---------------------------------------------------------------- along x
+
+void RowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
+  const __m256i round = _mm256_set1_epi32(128);
+  int32_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    // Sixteen columns' pairs are 32 straight bytes, widened eight pairs at a time.
+    const __m256i taps07 = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)));
+    const __m256i taps8f = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i + 16)));
+    const __m256i s07 = _mm256_madd_epi16(taps07, LoadInts(xWeight + i));
+    const __m256i s8f = _mm256_madd_epi16(taps8f, LoadInts(xWeight + i + 8));
+    const __m256i r07 = _mm256_srai_epi32(_mm256_add_epi32(s07, round), 8);
+    const __m256i r8f = _mm256_srai_epi32(_mm256_add_epi32(s8f, round), 8);
+    StoreInts(row + i, InOrder(_mm256_packs_epi32(r07, r8f)));
+  }
+  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+}
+
+void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
+  const __m256i low16 = _mm256_set1_epi32(0xFFFF);
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i taps = LoadInts(src + 2 * i);
+    const __m256 a = _mm256_cvtepi32_ps(_mm256_and_si256(taps, low16));
+    const __m256 b = _mm256_cvtepi32_ps(_mm256_srli_epi32(taps, 16));
+    _mm256_storeu_ps(row + i, Lerp(a, b, _mm256_loadu_ps(xWeight + i)));
+  }
+  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+}
+
+void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    // Columns i .. i + 3 in the low half, i + 4 .. i + 7 in the high half,
+    // so the even/odd split within halves keeps the columns in order.
+    const __m256 p0 = _mm256_loadu2_m128(src + 2 * i + 8, src + 2 * i);
+    const __m256 p1 = _mm256_loadu2_m128(src + 2 * i + 12, src + 2 * i + 4);
+    const __m256 a = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0));
+    const __m256 b = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1));
+    _mm256_storeu_ps(row + i, Lerp(a, b, _mm256_loadu_ps(xWeight + i)));
+  }
+  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+}
+
+// ---------------------------------------------------------------- along y
+
+void RowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
+  const __m256i weights = WeightPairs(w1);
+  const __m256i round = _mm256_set1_epi32(8192);
+  int32_t i = 0;
+  for (; i + 16 <= n; i += 16)
+    StoreInts(out + i, BlendPairs16<14>(LoadInts(a + i), LoadInts(b + i), weights, round));
+  LinearRowY(out + i, n - i, w1, a + i, b + i);
+}
+
+void RowY(float* out, int32_t n, float f, const float* a, const float* b) {
+  const __m256 weight = _mm256_set1_ps(f);
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8)
+    _mm256_storeu_ps(out + i, Lerp(_mm256_loadu_ps(a + i), _mm256_loadu_ps(b + i), weight));
+  LinearRowY(out + i, n - i, f, a + i, b + i);
+}
+
+void RowY2D(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
+  const __m256i weights = WeightPairs(w1);
+  const __m256i round = _mm256_set1_epi32(524288);
+  int32_t i = 0;
+  for (; i + 32 <= n; i += 32) {
+    const __m256i v0 = BlendPairs16<20>(LoadInts(a + i), LoadInts(b + i), weights, round);
+    const __m256i v1 = BlendPairs16<20>(LoadInts(a + i + 16), LoadInts(b + i + 16), weights, round);
+    StoreInts(out + i, InOrder(_mm256_packus_epi16(v0, v1)));
+  }
+  LinearRowY2D(out + i, n - i, w1, a + i, b + i);
+}
+
+void RowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
+  const __m256 weight = _mm256_set1_ps(f);
+  const __m256 round = _mm256_set1_ps(0.5000001f);
+  int32_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    const __m256 lo = _mm256_add_ps(Lerp(_mm256_loadu_ps(a + i), _mm256_loadu_ps(b + i), weight), round);
+    const __m256 hi = _mm256_add_ps(Lerp(_mm256_loadu_ps(a + i + 8), _mm256_loadu_ps(b + i + 8), weight), round);
+    StoreInts(out + i, FloatsToUint16(lo, hi));
+  }
+  LinearRowY2D(out + i, n - i, f, a + i, b + i);
+}
+
+// ---------------------------------------------------------------- along z
+
+void BlendInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi, uint16_t w1,
+                   const int16_t* a, const int16_t* b, int32_t stride) {
+  for (int32_t r = 0; r < hi; ++r) {
+    const ptrdiff_t at = static_cast<ptrdiff_t>(r) * stride;
+    RowY2D(dst + static_cast<ptrdiff_t>(r) * dstStep, wi, w1, a + at, b + at);
+  }
+}
+
+void BlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
+                   const float* a, const float* b, int32_t stride) {
+  const __m256 weight = _mm256_set1_ps(f), weight0 = _mm256_set1_ps(1.0f - f);
+  const __m256 round = _mm256_set1_ps(0.5000001f);
+  for (int32_t r = 0; r < hi; ++r) {
+    const float* pa = a + static_cast<ptrdiff_t>(r) * stride;
+    const float* pb = b + static_cast<ptrdiff_t>(r) * stride;
+    uint16_t* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
+    int32_t i = 0;
+    for (; i + 16 <= wi; i += 16) {
+      const __m256 lo = _mm256_add_ps(Mix(_mm256_loadu_ps(pa + i), _mm256_loadu_ps(pb + i), weight0, weight), round);
+      const __m256 hi8 = _mm256_add_ps(Mix(_mm256_loadu_ps(pa + i + 8), _mm256_loadu_ps(pb + i + 8), weight0, weight), round);
+      StoreInts(out + i, FloatsToUint16(lo, hi8));
+    }
+    if (i < wi) LinearBlendInterior(out + i, dstStep, wi - i, 1, f, pa + i, pb + i, stride);
+  }
+}
+
+void BlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f, const float* a,
+                   const float* b, int32_t stride) {
+  const __m256 weight = _mm256_set1_ps(f), weight0 = _mm256_set1_ps(1.0f - f);
+  for (int32_t r = 0; r < hi; ++r) {
+    const float* pa = a + static_cast<ptrdiff_t>(r) * stride;
+    const float* pb = b + static_cast<ptrdiff_t>(r) * stride;
+    float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
+    int32_t i = 0;
+    for (; i + 8 <= wi; i += 8)
+      _mm256_storeu_ps(out + i, Mix(_mm256_loadu_ps(pa + i), _mm256_loadu_ps(pb + i), weight0, weight));
+    if (i < wi) LinearBlendInterior(out + i, dstStep, wi - i, 1, f, pa + i, pb + i, stride);
+  }
+}
+
+// The gathering x pass stays in its SSE form: per-column loads dominate it.
+const LinearRowKernels kAvx2Kernels = {
+    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior},
+    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior},
+    {LinearRowX, RowXStep2, RowY, RowY, BlendInterior},
+};
+
+}  // namespace
+
+const LinearRowKernels& LinearRowKernelsAvx2() { return kAvx2Kernels; }

@@ -1,0 +1,151 @@
+// The linear row kernels against the scalar model, bit for bit, in every
+// width this processor runs (the SSE forms always, the AVX2 forms where it
+// has AVX2): lengths that reach every block and remainder, outputs at any
+// alignment, gathered and straight taps, and for floats the special values.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "reference_resize.h"
+#include "test_util.h"
+#include "volume/resize/resize_linear_plan.h"
+
+namespace {
+
+bool SameValue(float a, float b) { return qt::Bits(a) == qt::Bits(b) || (std::isnan(a) && std::isnan(b)); }
+bool SameValue(int32_t a, int32_t b) { return a == b; }
+
+struct KernelSet {
+  std::string name;
+  const LinearRowKernels* kernels;
+};
+
+std::vector<KernelSet> KernelSets() {
+  std::vector<KernelSet> sets = {{"sse", &LinearRowKernelsSse()}};
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx2")) sets.push_back({"avx2", &LinearRowKernelsAvx2()});
+  return sets;
+}
+
+// Per type: random source samples, rows of the intermediate, weights, and
+// the weight the model takes.
+template <typename T>
+struct Inputs;
+
+template <>
+struct Inputs<uint8_t> {
+  static uint8_t Sample(qt::Rng& rng) { return uint8_t(rng.Chance(0.2) ? 255 * rng.Int(0, 1) : rng.Int(0, 255)); }
+  static int16_t Inner(qt::Rng& rng) { return int16_t(rng.Chance(0.2) ? 16320 * rng.Int(0, 1) : rng.Int(0, 16320)); }
+  static uint16_t Weight(qt::Rng& rng) { return uint16_t(rng.Chance(0.2) ? 16384 * rng.Int(0, 1) : rng.Int(0, 16384)); }
+  static Weight8uPair XWeight(qt::Rng& rng) {
+    const int16_t w1 = int16_t(Weight(rng));
+    return {int16_t(16384 - w1), w1};
+  }
+  static int32_t ModelWeight(uint16_t w1) { return w1; }
+  static int32_t ModelWeight(Weight8uPair w) { return w.w1; }
+};
+
+template <>
+struct Inputs<uint16_t> {
+  static uint16_t Sample(qt::Rng& rng) { return uint16_t(rng.Chance(0.2) ? 65535 * rng.Int(0, 1) : rng.Int(0, 65535)); }
+  // Now and then just below half a step, where the rounding constant decides.
+  static float Inner(qt::Rng& rng) {
+    return rng.Chance(0.1) ? float(rng.Int(0, 65534)) + 0.49999994f : rng.Uniform(0.0f, 65535.0f);
+  }
+  static float Weight(qt::Rng& rng) { return rng.Chance(0.2) ? float(rng.Int(0, 1)) : rng.Uniform(0.0f, 1.0f); }
+  static float XWeight(qt::Rng& rng) { return Weight(rng); }
+  static float ModelWeight(float f) { return f; }
+};
+
+template <>
+struct Inputs<float> {
+  static float Sample(qt::Rng& rng) { return rng.Chance(0.1) ? rng.Special(-100.0f, 100.0f) : rng.Uniform(-100.0f, 100.0f); }
+  static float Inner(qt::Rng& rng) { return Sample(rng); }
+  static float Weight(qt::Rng& rng) { return rng.Chance(0.2) ? float(rng.Int(0, 1)) : rng.Uniform(0.0f, 1.0f); }
+  static float XWeight(qt::Rng& rng) { return Weight(rng); }
+  static float ModelWeight(float f) { return f; }
+};
+
+template <typename T>
+class LinearKernelsTest : public ::testing::Test {};
+using SampleTypes = ::testing::Types<uint8_t, uint16_t, float>;
+TYPED_TEST_SUITE(LinearKernelsTest, SampleTypes);
+
+template <typename U>
+auto Promote(U v) {
+  if constexpr (sizeof(U) == 4) return v;
+  else return int32_t(v);
+}
+
+// Lengths below, at and above each block size of either width.
+const int32_t kLengths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 71};
+
+TYPED_TEST(LinearKernelsTest, AlongXGatheredAndStraight) {
+  using T = TypeParam;
+  using In = Inputs<T>;
+  using M = ref::LinearMath<T>;
+  using Types = LinearTypes<T>;
+  qt::Rng rng(41 + sizeof(T));
+  for (const KernelSet& set : KernelSets()) {
+    const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
+    for (int32_t n : kLengths)
+      for (bool straight : {false, true}) {
+        std::vector<T> src(size_t(2 * n + 9));
+        for (T& s : src) s = In::Sample(rng);
+        std::vector<int32_t> xIndex(size_t(n) + 1);
+        std::vector<typename Types::XWeight> xWeight(size_t(n) + 1);
+        const int32_t first = rng.Int(0, 5);
+        for (int32_t i = 0; i < n; ++i) {
+          xIndex[i] = straight ? first + 2 * i : rng.Int(0, int32_t(src.size()) - 2);
+          xWeight[i] = In::XWeight(rng);
+        }
+        std::vector<typename Types::Inner> row(size_t(n) + 1);
+        if (straight) k.rowXStep2(src.data() + first, n, xWeight.data(), row.data());
+        else k.rowX(src.data(), n, xIndex.data(), xWeight.data(), row.data());
+        for (int32_t i = 0; i < n; ++i) {
+          const auto want = M::InnerX(src[xIndex[i]], src[xIndex[i] + 1], In::ModelWeight(xWeight[i]));
+          ASSERT_TRUE(SameValue(Promote(want), Promote(row[i])))
+              << set.name << (straight ? " straight" : " gathered") << " n " << n << " column " << i;
+        }
+      }
+  }
+}
+
+TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
+  using T = TypeParam;
+  using In = Inputs<T>;
+  using M = ref::LinearMath<T>;
+  using Inner = typename LinearTypes<T>::Inner;
+  qt::Rng rng(43 + sizeof(T));
+  for (const KernelSet& set : KernelSets()) {
+    const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
+    for (int32_t n : kLengths)
+      for (int32_t shift = 0; shift < 4; ++shift) {
+        const int32_t rows = 3, stride = 128, dstStep = n + 5;
+        std::vector<Inner> a(size_t(rows) * stride), b(a.size());
+        for (size_t s = 0; s < a.size(); ++s) a[s] = In::Inner(rng), b[s] = In::Inner(rng);
+        const auto w = In::Weight(rng);
+        const auto mw = In::ModelWeight(w);
+        std::vector<Inner> inner(size_t(n) + 4);
+        std::vector<T> out2D(size_t(n) + 4), outZ(size_t(rows) * dstStep + 4);
+        k.rowY(inner.data() + shift, n, w, a.data(), b.data());
+        k.rowY2D(out2D.data() + shift, n, w, a.data(), b.data());
+        k.blendInterior(outZ.data() + shift, dstStep, n, rows, w, a.data(), b.data(), stride);
+        for (int32_t i = 0; i < n; ++i) {
+          const std::string where = set.name + " n " + std::to_string(n) + " shift " + std::to_string(shift) +
+                                    " sample " + std::to_string(i);
+          ASSERT_TRUE(SameValue(Promote(M::InnerY3D(a[i], b[i], mw)), Promote(inner[shift + i]))) << "y " << where;
+          ASSERT_TRUE(SameValue(Promote(M::InnerY2D(a[i], b[i], mw)), Promote(out2D[shift + i]))) << "y 2-D " << where;
+          for (int32_t r = 0; r < rows; ++r) {
+            const auto want = M::InnerZ(a[size_t(r) * stride + i], b[size_t(r) * stride + i], mw);
+            ASSERT_TRUE(SameValue(Promote(want), Promote(outZ[shift + size_t(r) * dstStep + i])))
+                << "z row " << r << " " << where;
+          }
+        }
+      }
+  }
+}
+
+}  // namespace
