@@ -53,11 +53,20 @@ __m256i FloatsToUint16(__m256 lo, __m256 hi) {
 
 // ---------------------------------------------------------------- along x
 
+// A straight x pass reads the source as one stream, row after row and
+// plane after plane; asking for the bytes a little ahead keeps more of the
+// stream in flight than the processor's own prefetching does.
+void PrefetchAhead(const void* p) {
+  constexpr ptrdiff_t kAheadBytes = 2048;
+  _mm_prefetch(static_cast<const char*>(p) + kAheadBytes, _MM_HINT_T0);
+}
+
 void RowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
   const __m256i round = _mm256_set1_epi32(128);
   int32_t i = 0;
   for (; i + 16 <= n; i += 16) {
     // Sixteen columns' pairs are 32 straight bytes, widened eight pairs at a time.
+    PrefetchAhead(src + 2 * i);
     const __m256i taps07 = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)));
     const __m256i taps8f = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i + 16)));
     const __m256i s07 = _mm256_madd_epi16(taps07, LoadInts(xWeight + i));
@@ -73,6 +82,7 @@ void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row)
   const __m256i low16 = _mm256_set1_epi32(0xFFFF);
   int32_t i = 0;
   for (; i + 8 <= n; i += 8) {
+    PrefetchAhead(src + 2 * i);
     const __m256i taps = LoadInts(src + 2 * i);
     const __m256 a = _mm256_cvtepi32_ps(_mm256_and_si256(taps, low16));
     const __m256 b = _mm256_cvtepi32_ps(_mm256_srli_epi32(taps, 16));
@@ -86,6 +96,7 @@ void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
   for (; i + 8 <= n; i += 8) {
     // Columns i .. i + 3 in the low half, i + 4 .. i + 7 in the high half,
     // so the even/odd split within halves keeps the columns in order.
+    PrefetchAhead(src + 2 * i);
     const __m256 p0 = _mm256_loadu2_m128(src + 2 * i + 8, src + 2 * i);
     const __m256 p1 = _mm256_loadu2_m128(src + 2 * i + 12, src + 2 * i + 4);
     const __m256 a = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0));
