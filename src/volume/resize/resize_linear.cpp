@@ -103,6 +103,14 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
   return s;
 }
 
+// Destinations this large are written past the cache: they would only
+// push the source and the resampled planes out of it, and nothing reads
+// them again within the call.
+bool WriteDestinationPastCache(const ResizeBox& box, size_t sampleBytes) {
+  const double kBytes = 64.0 * 1024 * 1024;
+  return double(box.w) * box.h * box.d * double(sampleBytes) >= kBytes;
+}
+
 }  // namespace
 
 template <typename T, Variant V>
@@ -111,6 +119,8 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
   const LinearSlabLayout<T> s = BuildLinearSlab<T, V>(src, box, map, scratch);
   const LinearPlaneTables<T>& t = s.plane;
   const bool hasInterior = t.wi != 0 && t.hi != 0;
+  const auto blendInterior = WriteDestinationPastCache(box, sizeof(T)) ? t.kernels->blendInteriorStreaming
+                                                                      : t.kernels->blendInterior;
   auto destination = [&](int32_t k) { return dst.Sample(box.x, box.y, box.z + k); };
 
   // A plane where z is clamped: x and y only, straight to the destination.
@@ -137,7 +147,7 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
         T* out = destination(k);
         LinearBlendFrame<T>(a.frame, b.frame, s.zWeight[k], t, out, dst.rowStep);
         if (hasInterior)
-          t.kernels->blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
+          blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
                               static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner),
                               s.stride);
       });

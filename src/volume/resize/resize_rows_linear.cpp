@@ -322,11 +322,12 @@ void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, fl
 
 namespace {
 
+// The SSE forms write through the cache in either case.
 const LinearRowKernels kSseKernels = {
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior},
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
     // Float rows: the 3-D kernel serves the planes without a z blend too.
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior},
 };
 
 }  // namespace

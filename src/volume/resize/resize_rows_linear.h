@@ -73,6 +73,10 @@ struct LinearRowKernelsOf {
   void (*rowY2D)(T* out, int32_t n, Weight w, const Inner* a, const Inner* b);
   void (*blendInterior)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, const Inner* a,
                         const Inner* b, int32_t stride);
+  // The same results, written past the cache where the processor allows,
+  // for destinations far larger than the cache.
+  void (*blendInteriorStreaming)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w,
+                                 const Inner* a, const Inner* b, int32_t stride);
 };
 
 struct LinearRowKernels {

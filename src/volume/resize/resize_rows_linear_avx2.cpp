@@ -6,6 +6,7 @@
 #include <immintrin.h>
 
 #include <cstddef>
+#include <cstdint>
 
 #include "volume/resize/resize_rows_linear.h"
 
@@ -50,6 +51,33 @@ __m256i FloatsToUint16(__m256 lo, __m256 hi) {
   const __m256i h = _mm256_add_epi32(_mm256_cvttps_epi32(hi), bias32);
   return _mm256_add_epi16(InOrder(_mm256_packs_epi32(l, h)), bias16);
 }
+
+// How a kernel writes its full vectors.  Plain stores go through the
+// cache.  Streaming stores bypass it, for destinations far larger than the
+// cache that nothing reads again soon: they need 32-byte alignment, so a
+// row's head up to the first aligned sample goes the plain way (a row whose
+// samples are not even aligned to their own size goes all of it), and they
+// are fenced before the kernel returns.
+struct PlainStores {
+  template <typename T>
+  static int32_t Head(const T*, int32_t) { return 0; }
+  static void Put(void* p, __m256i v) { StoreInts(p, v); }
+  static void Put(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+  static void Finish() {}
+};
+
+struct StreamingStores {
+  template <typename T>
+  static int32_t Head(const T* p, int32_t n) {
+    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
+    if (at % sizeof(T) != 0) return n;
+    const int32_t head = static_cast<int32_t>(((32 - at % 32) % 32) / sizeof(T));
+    return head < n ? head : n;
+  }
+  static void Put(void* p, __m256i v) { _mm256_stream_si256(static_cast<__m256i*>(p), v); }
+  static void Put(float* p, __m256 v) { _mm256_stream_ps(p, v); }
+  static void Finish() { _mm_sfence(); }
+};
 
 // ---------------------------------------------------------------- along x
 
@@ -125,16 +153,24 @@ void RowY(float* out, int32_t n, float f, const float* a, const float* b) {
   LinearRowY(out + i, n - i, f, a + i, b + i);
 }
 
-void RowY2D(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
+// The y pass into a plain 8u row, and the z pass of an 8u interior row (the
+// same arithmetic); Store decides how the 32-byte blocks are written.
+template <typename Store>
+void BlendRow8u(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
   const __m256i weights = WeightPairs(w1);
   const __m256i round = _mm256_set1_epi32(524288);
-  int32_t i = 0;
+  int32_t i = Store::Head(out, n);
+  LinearRowY2D(out, i, w1, a, b);
   for (; i + 32 <= n; i += 32) {
     const __m256i v0 = BlendPairs16<20>(LoadInts(a + i), LoadInts(b + i), weights, round);
     const __m256i v1 = BlendPairs16<20>(LoadInts(a + i + 16), LoadInts(b + i + 16), weights, round);
-    StoreInts(out + i, InOrder(_mm256_packus_epi16(v0, v1)));
+    Store::Put(out + i, InOrder(_mm256_packus_epi16(v0, v1)));
   }
   LinearRowY2D(out + i, n - i, w1, a + i, b + i);
+}
+
+void RowY2D(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
+  BlendRow8u<PlainStores>(out, n, w1, a, b);
 }
 
 void RowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
@@ -151,51 +187,52 @@ void RowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
 
 // ---------------------------------------------------------------- along z
 
-void BlendInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi, uint16_t w1,
-                   const int16_t* a, const int16_t* b, int32_t stride) {
-  for (int32_t r = 0; r < hi; ++r) {
-    const ptrdiff_t at = static_cast<ptrdiff_t>(r) * stride;
-    RowY2D(dst + static_cast<ptrdiff_t>(r) * dstStep, wi, w1, a + at, b + at);
-  }
-}
-
-void BlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
-                   const float* a, const float* b, int32_t stride) {
+// One interior row of the z pass; the SSE form takes the head that Store
+// leaves and the remainder.
+template <typename Store>
+void BlendRow(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
   const __m256 weight = _mm256_set1_ps(f), weight0 = _mm256_set1_ps(1.0f - f);
   const __m256 round = _mm256_set1_ps(0.5000001f);
-  for (int32_t r = 0; r < hi; ++r) {
-    const float* pa = a + static_cast<ptrdiff_t>(r) * stride;
-    const float* pb = b + static_cast<ptrdiff_t>(r) * stride;
-    uint16_t* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
-    int32_t i = 0;
-    for (; i + 16 <= wi; i += 16) {
-      const __m256 lo = _mm256_add_ps(Mix(_mm256_loadu_ps(pa + i), _mm256_loadu_ps(pb + i), weight0, weight), round);
-      const __m256 hi8 = _mm256_add_ps(Mix(_mm256_loadu_ps(pa + i + 8), _mm256_loadu_ps(pb + i + 8), weight0, weight), round);
-      StoreInts(out + i, FloatsToUint16(lo, hi8));
-    }
-    if (i < wi) LinearBlendInterior(out + i, dstStep, wi - i, 1, f, pa + i, pb + i, stride);
+  int32_t i = Store::Head(out, n);
+  LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
+  for (; i + 16 <= n; i += 16) {
+    const __m256 lo = _mm256_add_ps(Mix(_mm256_loadu_ps(a + i), _mm256_loadu_ps(b + i), weight0, weight), round);
+    const __m256 hi = _mm256_add_ps(Mix(_mm256_loadu_ps(a + i + 8), _mm256_loadu_ps(b + i + 8), weight0, weight), round);
+    Store::Put(out + i, FloatsToUint16(lo, hi));
   }
+  LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
 }
 
-void BlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f, const float* a,
-                   const float* b, int32_t stride) {
+template <typename Store>
+void BlendRow(float* out, int32_t n, float f, const float* a, const float* b) {
   const __m256 weight = _mm256_set1_ps(f), weight0 = _mm256_set1_ps(1.0f - f);
+  int32_t i = Store::Head(out, n);
+  LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
+  for (; i + 8 <= n; i += 8)
+    Store::Put(out + i, Mix(_mm256_loadu_ps(a + i), _mm256_loadu_ps(b + i), weight0, weight));
+  LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
+}
+
+template <typename Store>
+void BlendRow(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
+  BlendRow8u<Store>(out, n, w1, a, b);
+}
+
+template <typename Store, typename T, typename Weight, typename Inner>
+void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, const Inner* a,
+                   const Inner* b, int32_t stride) {
   for (int32_t r = 0; r < hi; ++r) {
-    const float* pa = a + static_cast<ptrdiff_t>(r) * stride;
-    const float* pb = b + static_cast<ptrdiff_t>(r) * stride;
-    float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
-    int32_t i = 0;
-    for (; i + 8 <= wi; i += 8)
-      _mm256_storeu_ps(out + i, Mix(_mm256_loadu_ps(pa + i), _mm256_loadu_ps(pb + i), weight0, weight));
-    if (i < wi) LinearBlendInterior(out + i, dstStep, wi - i, 1, f, pa + i, pb + i, stride);
+    const ptrdiff_t at = static_cast<ptrdiff_t>(r) * stride;
+    BlendRow<Store>(dst + static_cast<ptrdiff_t>(r) * dstStep, wi, w, a + at, b + at);
   }
+  Store::Finish();
 }
 
 // The gathering x pass stays in its SSE form: per-column loads dominate it.
 const LinearRowKernels kAvx2Kernels = {
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior},
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior},
-    {LinearRowX, RowXStep2, RowY, RowY, BlendInterior},
+    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowY, RowY, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
 };
 
 }  // namespace

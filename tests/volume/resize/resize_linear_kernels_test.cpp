@@ -1,7 +1,8 @@
 // The linear row kernels against the scalar model, bit for bit, in every
 // width this processor runs (the SSE forms always, the AVX2 forms where it
 // has AVX2): lengths that reach every block and remainder, outputs at any
-// alignment, gathered and straight taps, and for floats the special values.
+// alignment (plain and streaming stores), gathered and straight taps, and
+// for floats the special values.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -122,17 +123,18 @@ TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
   for (const KernelSet& set : KernelSets()) {
     const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
     for (int32_t n : kLengths)
-      for (int32_t shift = 0; shift < 4; ++shift) {
+      for (int32_t shift = 0; shift < 9; ++shift) {
         const int32_t rows = 3, stride = 128, dstStep = n + 5;
         std::vector<Inner> a(size_t(rows) * stride), b(a.size());
         for (size_t s = 0; s < a.size(); ++s) a[s] = In::Inner(rng), b[s] = In::Inner(rng);
         const auto w = In::Weight(rng);
         const auto mw = In::ModelWeight(w);
-        std::vector<Inner> inner(size_t(n) + 4);
-        std::vector<T> out2D(size_t(n) + 4), outZ(size_t(rows) * dstStep + 4);
+        std::vector<Inner> inner(size_t(n) + 9);
+        std::vector<T> out2D(size_t(n) + 9), outZ(size_t(rows) * dstStep + 9), outZStreamed(outZ.size());
         k.rowY(inner.data() + shift, n, w, a.data(), b.data());
         k.rowY2D(out2D.data() + shift, n, w, a.data(), b.data());
         k.blendInterior(outZ.data() + shift, dstStep, n, rows, w, a.data(), b.data(), stride);
+        k.blendInteriorStreaming(outZStreamed.data() + shift, dstStep, n, rows, w, a.data(), b.data(), stride);
         for (int32_t i = 0; i < n; ++i) {
           const std::string where = set.name + " n " + std::to_string(n) + " shift " + std::to_string(shift) +
                                     " sample " + std::to_string(i);
@@ -142,6 +144,8 @@ TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
             const auto want = M::InnerZ(a[size_t(r) * stride + i], b[size_t(r) * stride + i], mw);
             ASSERT_TRUE(SameValue(Promote(want), Promote(outZ[shift + size_t(r) * dstStep + i])))
                 << "z row " << r << " " << where;
+            ASSERT_TRUE(SameValue(Promote(want), Promote(outZStreamed[shift + size_t(r) * dstStep + i])))
+                << "z streamed, row " << r << " " << where;
           }
         }
       }
