@@ -60,11 +60,11 @@ void LinearBlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi,
 void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
                          const float* a, const float* b, int32_t stride);
 
-// The kernels above are the SSE forms.  Where the processor has AVX2, wider
-// forms of the busiest ones give the same bits (the same lane arithmetic,
-// no fused operations) and leave their remainders to the SSE forms.  The
-// paths reach the kernels through a table, chosen once when the library is
-// loaded.
+// The kernels above are the SSE forms.  Where the processor has AVX2 or
+// AVX-512, wider forms of the busiest ones give the same bits (the same
+// lane arithmetic, no fused operations) and leave their remainders to the
+// SSE forms.  The paths reach the kernels through a table, chosen once when
+// the library is loaded.
 template <typename T, typename XWeight, typename Weight, typename Inner>
 struct LinearRowKernelsOf {
   void (*rowX)(const T* src, int32_t n, const int32_t* xIndex, const XWeight* xWeight, Inner* row);
@@ -90,7 +90,8 @@ inline const auto& KernelsOfType(const LinearRowKernels& k, const uint16_t*) { r
 inline const auto& KernelsOfType(const LinearRowKernels& k, const float*) { return k.f32; }
 
 const LinearRowKernels& LinearRowKernelsSse();
-const LinearRowKernels& LinearRowKernelsAvx2();  // only where the processor has AVX2
+const LinearRowKernels& LinearRowKernelsAvx2();    // only where the processor has AVX2
+const LinearRowKernels& LinearRowKernelsAvx512();  // only with AVX-512 F and BW
 
 // The widest set this processor runs (an ifunc: no variable holds the choice).
 extern "C" const LinearRowKernels& LinearRowKernelsHere();

@@ -9,6 +9,7 @@ extern "C" {
 using LinearRowKernelsFn = const LinearRowKernels& (*)();
 __attribute__((no_sanitize("address", "undefined"))) LinearRowKernelsFn ResolveLinearRowKernels() {
   __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw")) return LinearRowKernelsAvx512;
   return __builtin_cpu_supports("avx2") ? LinearRowKernelsAvx2 : LinearRowKernelsSse;
 }
 

@@ -1,6 +1,6 @@
 // The linear row kernels against the scalar model, bit for bit, in every
-// width this processor runs (the SSE forms always, the AVX2 forms where it
-// has AVX2): lengths that reach every block and remainder, outputs at any
+// width this processor runs (the SSE forms always, the AVX2 and AVX-512
+// forms where it has them): lengths that reach every block and remainder, outputs at any
 // alignment (plain and streaming stores), gathered and straight taps, and
 // for floats the special values.
 #include <gtest/gtest.h>
@@ -28,6 +28,8 @@ std::vector<KernelSet> KernelSets() {
   std::vector<KernelSet> sets = {{"sse", &LinearRowKernelsSse()}};
   __builtin_cpu_init();
   if (__builtin_cpu_supports("avx2")) sets.push_back({"avx2", &LinearRowKernelsAvx2()});
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
+    sets.push_back({"avx512", &LinearRowKernelsAvx512()});
   return sets;
 }
 
@@ -82,7 +84,7 @@ auto Promote(U v) {
 }
 
 // Lengths below, at and above each block size of either width.
-const int32_t kLengths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 71};
+const int32_t kLengths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 71, 95, 130};
 
 TYPED_TEST(LinearKernelsTest, AlongXGatheredAndStraight) {
   using T = TypeParam;
@@ -124,14 +126,14 @@ TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
   for (const KernelSet& set : KernelSets()) {
     const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
     for (int32_t n : kLengths)
-      for (int32_t shift = 0; shift < 9; ++shift) {
-        const int32_t rows = 3, stride = 128, dstStep = n + 5;
+      for (int32_t shift = 0; shift < 17; ++shift) {
+        const int32_t rows = 3, stride = 192, dstStep = n + 5;
         std::vector<Inner> a(size_t(rows) * stride), b(a.size());
         for (size_t s = 0; s < a.size(); ++s) a[s] = In::Inner(rng), b[s] = In::Inner(rng);
         const auto w = In::Weight(rng);
         const auto mw = In::ModelWeight(w);
-        std::vector<Inner> inner(size_t(n) + 9);
-        std::vector<T> out2D(size_t(n) + 9), outZ(size_t(rows) * dstStep + 9), outZStreamed(outZ.size());
+        std::vector<Inner> inner(size_t(n) + 17);
+        std::vector<T> out2D(size_t(n) + 17), outZ(size_t(rows) * dstStep + 17), outZStreamed(outZ.size());
         k.rowY(inner.data() + shift, n, w, a.data(), b.data());
         k.rowY2D(out2D.data() + shift, n, w, a.data(), b.data());
         k.blendInterior(outZ.data() + shift, dstStep, n, rows, w, a.data(), b.data(), stride);
