@@ -100,7 +100,7 @@ void RowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16
     const __m512i r1 = _mm512_srai_epi32(_mm512_add_epi32(s1, round), 8);
     _mm512_storeu_si512(row + i, InOrder(_mm512_packs_epi32(r0, r1)));
   }
-  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
 }
 
 void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
@@ -113,7 +113,7 @@ void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row)
     const __m512 b = _mm512_cvtepi32_ps(_mm512_srli_epi32(taps, 16));
     _mm512_storeu_ps(row + i, Lerp(a, b, _mm512_loadu_ps(xWeight + i)));
   }
-  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
 }
 
 void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
@@ -128,7 +128,7 @@ void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
     const __m512 b = _mm512_permutex2var_ps(p0, odd, p1);
     _mm512_storeu_ps(row + i, Lerp(a, b, _mm512_loadu_ps(xWeight + i)));
   }
-  LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
 }
 
 // ---------------------------------------------------------------- along y
@@ -139,7 +139,7 @@ void RowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t*
   int32_t i = 0;
   for (; i + 32 <= n; i += 32)
     _mm512_storeu_si512(out + i, BlendPairs16<14>(LoadInts(a + i), LoadInts(b + i), weights, round));
-  LinearRowY(out + i, n - i, w1, a + i, b + i);
+  if (i < n) LinearRowY(out + i, n - i, w1, a + i, b + i);
 }
 
 void RowY(float* out, int32_t n, float f, const float* a, const float* b) {
@@ -147,7 +147,7 @@ void RowY(float* out, int32_t n, float f, const float* a, const float* b) {
   int32_t i = 0;
   for (; i + 16 <= n; i += 16)
     _mm512_storeu_ps(out + i, Lerp(_mm512_loadu_ps(a + i), _mm512_loadu_ps(b + i), weight));
-  LinearRowY(out + i, n - i, f, a + i, b + i);
+  if (i < n) LinearRowY(out + i, n - i, f, a + i, b + i);
 }
 
 // The y pass into a plain 8u row, and the z pass of an 8u interior row (the
@@ -157,13 +157,13 @@ void BlendRow8u(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const in
   const __m512i weights = WeightPairs(w1);
   const __m512i round = _mm512_set1_epi32(524288);
   int32_t i = Store::Head(out, n);
-  LinearRowY2D(out, i, w1, a, b);
+  if (i > 0) LinearRowY2D(out, i, w1, a, b);
   for (; i + 64 <= n; i += 64) {
     const __m512i v0 = BlendPairs16<20>(LoadInts(a + i), LoadInts(b + i), weights, round);
     const __m512i v1 = BlendPairs16<20>(LoadInts(a + i + 32), LoadInts(b + i + 32), weights, round);
     Store::Put(out + i, InOrder(_mm512_packus_epi16(v0, v1)));
   }
-  LinearRowY2D(out + i, n - i, w1, a + i, b + i);
+  if (i < n) LinearRowY2D(out + i, n - i, w1, a + i, b + i);
 }
 
 void RowY2D(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
@@ -179,7 +179,7 @@ void RowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
     const __m512 hi = _mm512_add_ps(Lerp(_mm512_loadu_ps(a + i + 16), _mm512_loadu_ps(b + i + 16), weight), round);
     _mm512_storeu_si512(out + i, FloatsToUint16(lo, hi));
   }
-  LinearRowY2D(out + i, n - i, f, a + i, b + i);
+  if (i < n) LinearRowY2D(out + i, n - i, f, a + i, b + i);
 }
 
 // ---------------------------------------------------------------- along z
@@ -189,23 +189,23 @@ void BlendRow(uint16_t* out, int32_t n, float f, const float* a, const float* b)
   const __m512 weight = _mm512_set1_ps(f), weight0 = _mm512_set1_ps(1.0f - f);
   const __m512 round = _mm512_set1_ps(0.5000001f);
   int32_t i = Store::Head(out, n);
-  LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
+  if (i > 0) LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
   for (; i + 32 <= n; i += 32) {
     const __m512 lo = _mm512_add_ps(Mix(_mm512_loadu_ps(a + i), _mm512_loadu_ps(b + i), weight0, weight), round);
     const __m512 hi = _mm512_add_ps(Mix(_mm512_loadu_ps(a + i + 16), _mm512_loadu_ps(b + i + 16), weight0, weight), round);
     Store::Put(out + i, FloatsToUint16(lo, hi));
   }
-  LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
+  if (i < n) LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
 }
 
 template <typename Store>
 void BlendRow(float* out, int32_t n, float f, const float* a, const float* b) {
   const __m512 weight = _mm512_set1_ps(f), weight0 = _mm512_set1_ps(1.0f - f);
   int32_t i = Store::Head(out, n);
-  LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
+  if (i > 0) LinearBlendInterior(out, 0, i, 1, f, a, b, 0);
   for (; i + 16 <= n; i += 16)
     Store::Put(out + i, Mix(_mm512_loadu_ps(a + i), _mm512_loadu_ps(b + i), weight0, weight));
-  LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
+  if (i < n) LinearBlendInterior(out + i, 0, n - i, 1, f, a + i, b + i, 0);
 }
 
 template <typename Store>
