@@ -8,6 +8,7 @@
 
 #include "volume/resize/resize_linear_frame.h"
 #include "volume/resize/resize_linear_interior.h"
+#include "volume/resize/resize_pair_walk.h"
 #include "volume/resize/resize_tables.h"
 
 namespace {
@@ -80,6 +81,7 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
   t.wi = box.w - x.low - x.high;
   t.hi = box.h - y.low - y.high;
   t.xStep2 = ColumnsStepBy2(xIndex + x.low, t.wi);
+  t.xyStep2 = t.xStep2 && EveryLineReadsFreshPair(yOffset, y.low, box.h - y.high, src.rowStep);
   t.kernels = &KernelsOfType(LinearRowKernelsHere(), static_cast<const T*>(nullptr));
   t.srcWidth = size.width;
   t.srcHeight = size.height;

@@ -50,6 +50,18 @@ void LinearInterior(const T* plane, const LinearPlaneTables<T>& t,
                     typename LinearTypes<T>::Inner* rowA, typename LinearTypes<T>::Inner* rowB,
                     typename LinearTypes<T>::Inner* inner, int32_t stride) {
   using Inner = typename LinearTypes<T>::Inner;
+  if (t.xyStep2) {
+    // The walk would resample both source rows afresh for every row: the
+    // same rows, in one kernel call per row.
+    const int32_t x0 = t.xIndex[t.xLow];
+    const auto* xWeight = t.xWeight + t.xLow;
+    for (int32_t r = t.yLow; r < t.h - t.yHigh; ++r) {
+      const int32_t idx = t.yOffset[r];
+      t.kernels->rowXYStep2(plane + idx + x0, plane + (idx + t.srcRowStep) + x0, t.wi, xWeight, t.yWeight[r],
+                            rowA, rowB, inner + static_cast<ptrdiff_t>(r - t.yLow) * stride);
+    }
+    return;
+  }
   WalkInteriorRows(plane, t, rowA, rowB, [&](int32_t r, const Inner* a, const Inner* b) {
     t.kernels->rowY(inner + static_cast<ptrdiff_t>(r - t.yLow) * stride, t.wi, t.yWeight[r], a, b);
   });

@@ -45,6 +45,7 @@ struct LinearPlaneTables {
   int32_t xLow, xHigh, yLow, yHigh;
   int32_t wi, hi;
   bool xStep2;  // the interior columns read every second source sample
+  bool xyStep2;  // xStep2, and no two interior rows share a source row
   const typename Types::Kernels* kernels;  // the row kernels of this processor
   int32_t srcWidth, srcHeight, srcRowStep;
 };

@@ -37,3 +37,13 @@ void WalkRotatingPair(const int32_t* offsets, int32_t first, int32_t end, int32_
     use(k, a, b);
   }
 }
+
+// True when every destination line after the first has moved past the
+// source line after its predecessor's, so that the walk resamples both
+// lines afresh for each destination line and no two share one (as in a
+// halving).
+inline bool EveryLineReadsFreshPair(const int32_t* offsets, int32_t first, int32_t end, int32_t step) {
+  for (int32_t k = first + 1; k < end; ++k)
+    if (!PassedLine(offsets[k], offsets[k - 1] + step, step)) return false;
+  return true;
+}

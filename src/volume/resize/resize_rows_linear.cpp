@@ -205,6 +205,31 @@ void LinearRowXStep2(const float* src, int32_t n, const float* xWeight, float* r
   }
 }
 
+namespace {
+
+template <typename T, typename XWeight, typename Weight, typename Inner>
+void RowXYStep2(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight, Weight w,
+                Inner* rowA, Inner* rowB, Inner* out) {
+  LinearRowXStep2(srcA, n, xWeight, rowA);
+  LinearRowXStep2(srcB, n, xWeight, rowB);
+  LinearRowY(out, n, w, rowA, rowB);
+}
+
+}  // namespace
+
+void LinearRowXYStep2(const uint8_t* srcA, const uint8_t* srcB, int32_t n, const Weight8uPair* xWeight,
+                      uint16_t w1, int16_t* rowA, int16_t* rowB, int16_t* out) {
+  RowXYStep2(srcA, srcB, n, xWeight, w1, rowA, rowB, out);
+}
+void LinearRowXYStep2(const uint16_t* srcA, const uint16_t* srcB, int32_t n, const float* xWeight, float f,
+                      float* rowA, float* rowB, float* out) {
+  RowXYStep2(srcA, srcB, n, xWeight, f, rowA, rowB, out);
+}
+void LinearRowXYStep2(const float* srcA, const float* srcB, int32_t n, const float* xWeight, float f,
+                      float* rowA, float* rowB, float* out) {
+  RowXYStep2(srcA, srcB, n, xWeight, f, rowA, rowB, out);
+}
+
 // ---------------------------------------------------------------- along y
 
 void LinearRowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
@@ -324,10 +349,10 @@ namespace {
 
 // The SSE forms write through the cache in either case.
 const LinearRowKernels kSseKernels = {
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
     // Float rows: the 3-D kernel serves the planes without a z blend too.
-    {LinearRowX, LinearRowXStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior},
 };
 
 }  // namespace

@@ -33,6 +33,17 @@ void LinearRowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight,
 void LinearRowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row);
 void LinearRowXStep2(const float* src, int32_t n, const float* xWeight, float* row);
 
+// Both rows of a destination row from straight runs along x (srcA and srcB
+// are the first columns' left taps in the two source rows), then blended
+// along y into `out` as LinearRowY does: the same results as LinearRowXStep2
+// into rowA and rowB followed by LinearRowY, which is what this form does.
+void LinearRowXYStep2(const uint8_t* srcA, const uint8_t* srcB, int32_t n, const Weight8uPair* xWeight,
+                      uint16_t w1, int16_t* rowA, int16_t* rowB, int16_t* out);
+void LinearRowXYStep2(const uint16_t* srcA, const uint16_t* srcB, int32_t n, const float* xWeight, float f,
+                      float* rowA, float* rowB, float* out);
+void LinearRowXYStep2(const float* srcA, const float* srcB, int32_t n, const float* xWeight, float f,
+                      float* rowA, float* rowB, float* out);
+
 // True when xIndex[i] = xIndex[0] + 2 * i for the n columns.
 bool ColumnsStepBy2(const int32_t* xIndex, int32_t n);
 
@@ -69,6 +80,10 @@ template <typename T, typename XWeight, typename Weight, typename Inner>
 struct LinearRowKernelsOf {
   void (*rowX)(const T* src, int32_t n, const int32_t* xIndex, const XWeight* xWeight, Inner* row);
   void (*rowXStep2)(const T* src, int32_t n, const XWeight* xWeight, Inner* row);
+  // The wide forms keep the two x results in registers and leave rowA and
+  // rowB alone unless their remainder needs them.
+  void (*rowXYStep2)(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight, Weight w,
+                     Inner* rowA, Inner* rowB, Inner* out);
   void (*rowY)(Inner* out, int32_t n, Weight w, const Inner* a, const Inner* b);
   void (*rowY2D)(T* out, int32_t n, Weight w, const Inner* a, const Inner* b);
   void (*blendInterior)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, const Inner* a,

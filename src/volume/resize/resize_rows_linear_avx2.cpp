@@ -89,49 +89,84 @@ void PrefetchAhead(const void* p) {
   _mm_prefetch(static_cast<const char*>(p) + kAheadBytes, _MM_HINT_T0);
 }
 
-void RowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
+// One block of columns of a straight x pass, from the block's first tap
+// on: 16 columns of 8u as 16-bit values (saturated as a row buffer holds
+// them), 8 columns of 16u or 32f as floats.
+__m256i XBlock(const uint8_t* src, const Weight8uPair* xWeight) {
   const __m256i round = _mm256_set1_epi32(128);
+  // Sixteen columns' pairs are 32 straight bytes, widened eight pairs at a time.
+  const __m256i taps07 = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+  const __m256i taps8f = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)));
+  const __m256i s07 = _mm256_madd_epi16(taps07, LoadInts(xWeight));
+  const __m256i s8f = _mm256_madd_epi16(taps8f, LoadInts(xWeight + 8));
+  const __m256i r07 = _mm256_srai_epi32(_mm256_add_epi32(s07, round), 8);
+  const __m256i r8f = _mm256_srai_epi32(_mm256_add_epi32(s8f, round), 8);
+  return InOrder(_mm256_packs_epi32(r07, r8f));
+}
+
+__m256 XBlock(const uint16_t* src, const float* xWeight) {
+  const __m256i taps = LoadInts(src);
+  const __m256 a = _mm256_cvtepi32_ps(_mm256_and_si256(taps, _mm256_set1_epi32(0xFFFF)));
+  const __m256 b = _mm256_cvtepi32_ps(_mm256_srli_epi32(taps, 16));
+  return Lerp(a, b, _mm256_loadu_ps(xWeight));
+}
+
+__m256 XBlock(const float* src, const float* xWeight) {
+  // Columns 0 .. 3 in the low half, 4 .. 7 in the high half, so the
+  // even/odd split within halves keeps the columns in order.
+  const __m256 p0 = _mm256_loadu2_m128(src + 8, src);
+  const __m256 p1 = _mm256_loadu2_m128(src + 12, src + 4);
+  const __m256 a = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m256 b = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1));
+  return Lerp(a, b, _mm256_loadu_ps(xWeight));
+}
+
+template <typename T>
+constexpr int32_t kXBlock = sizeof(T) == 1 ? 16 : 8;
+
+void Put(int16_t* p, __m256i v) { StoreInts(p, v); }
+void Put(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+
+template <typename T, typename XWeight, typename Inner>
+void RowXStep2(const T* src, int32_t n, const XWeight* xWeight, Inner* row) {
   int32_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    // Sixteen columns' pairs are 32 straight bytes, widened eight pairs at a time.
+  for (; i + kXBlock<T> <= n; i += kXBlock<T>) {
     PrefetchAhead(src + 2 * i);
-    const __m256i taps07 = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)));
-    const __m256i taps8f = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i + 16)));
-    const __m256i s07 = _mm256_madd_epi16(taps07, LoadInts(xWeight + i));
-    const __m256i s8f = _mm256_madd_epi16(taps8f, LoadInts(xWeight + i + 8));
-    const __m256i r07 = _mm256_srai_epi32(_mm256_add_epi32(s07, round), 8);
-    const __m256i r8f = _mm256_srai_epi32(_mm256_add_epi32(s8f, round), 8);
-    StoreInts(row + i, InOrder(_mm256_packs_epi32(r07, r8f)));
+    Put(row + i, XBlock(src + 2 * i, xWeight + i));
   }
   if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
 }
 
-void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
-  const __m256i low16 = _mm256_set1_epi32(0xFFFF);
-  int32_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    PrefetchAhead(src + 2 * i);
-    const __m256i taps = LoadInts(src + 2 * i);
-    const __m256 a = _mm256_cvtepi32_ps(_mm256_and_si256(taps, low16));
-    const __m256 b = _mm256_cvtepi32_ps(_mm256_srli_epi32(taps, 16));
-    _mm256_storeu_ps(row + i, Lerp(a, b, _mm256_loadu_ps(xWeight + i)));
-  }
-  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+// The y pass of one block, with the weight of its row.
+struct YPass8u {
+  __m256i weights = _mm256_setzero_si256(), round = _mm256_set1_epi32(8192);
+  __m256i operator()(__m256i a, __m256i b) const { return BlendPairs16<14>(a, b, weights, round); }
+};
+struct YPassFloat {
+  __m256 f;
+  __m256 operator()(__m256 a, __m256 b) const { return Lerp(a, b, f); }
+};
+YPass8u MakeYPass(uint16_t w1) {
+  YPass8u y;
+  y.weights = WeightPairs(w1);
+  return y;
 }
+YPassFloat MakeYPass(float f) { return {_mm256_set1_ps(f)}; }
 
-void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
+// Both source rows of a destination row along x, then their blend along y,
+// without the round trip through the row buffers (the remainder goes to
+// the SSE form, which uses them).
+template <typename T, typename XWeight, typename Weight, typename Inner>
+void RowXYStep2(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight, Weight w,
+                Inner* rowA, Inner* rowB, Inner* out) {
+  const auto blendY = MakeYPass(w);
   int32_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    // Columns i .. i + 3 in the low half, i + 4 .. i + 7 in the high half,
-    // so the even/odd split within halves keeps the columns in order.
-    PrefetchAhead(src + 2 * i);
-    const __m256 p0 = _mm256_loadu2_m128(src + 2 * i + 8, src + 2 * i);
-    const __m256 p1 = _mm256_loadu2_m128(src + 2 * i + 12, src + 2 * i + 4);
-    const __m256 a = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m256 b = _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1));
-    _mm256_storeu_ps(row + i, Lerp(a, b, _mm256_loadu_ps(xWeight + i)));
+  for (; i + kXBlock<T> <= n; i += kXBlock<T>) {
+    PrefetchAhead(srcA + 2 * i);
+    PrefetchAhead(srcB + 2 * i);
+    Put(out + i, blendY(XBlock(srcA + 2 * i, xWeight + i), XBlock(srcB + 2 * i, xWeight + i)));
   }
-  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+  if (i < n) LinearRowXYStep2(srcA + 2 * i, srcB + 2 * i, n - i, xWeight + i, w, rowA, rowB, out + i);
 }
 
 // ---------------------------------------------------------------- along y
@@ -230,9 +265,9 @@ void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, co
 
 // The gathering x pass stays in its SSE form: per-column loads dominate it.
 const LinearRowKernels kAvx2Kernels = {
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
-    {LinearRowX, RowXStep2, RowY, RowY, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
 };
 
 }  // namespace

@@ -86,49 +86,82 @@ void PrefetchAhead(const void* p) {
   _mm_prefetch(static_cast<const char*>(p) + kAheadBytes, _MM_HINT_T0);
 }
 
-void RowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
+// One block of columns of a straight x pass, from the block's first tap
+// on: 32 columns of 8u as 16-bit values (saturated as a row buffer holds
+// them), 16 columns of 16u or 32f as floats.
+__m512i XBlock(const uint8_t* src, const Weight8uPair* xWeight) {
   const __m512i round = _mm512_set1_epi32(128);
-  int32_t i = 0;
-  for (; i + 32 <= n; i += 32) {
-    // 32 columns' pairs are 64 straight bytes, widened sixteen pairs at a time.
-    PrefetchAhead(src + 2 * i);
-    const __m512i taps0 = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 2 * i)));
-    const __m512i taps1 = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 2 * i + 32)));
-    const __m512i s0 = _mm512_madd_epi16(taps0, LoadInts(xWeight + i));
-    const __m512i s1 = _mm512_madd_epi16(taps1, LoadInts(xWeight + i + 16));
-    const __m512i r0 = _mm512_srai_epi32(_mm512_add_epi32(s0, round), 8);
-    const __m512i r1 = _mm512_srai_epi32(_mm512_add_epi32(s1, round), 8);
-    _mm512_storeu_si512(row + i, InOrder(_mm512_packs_epi32(r0, r1)));
-  }
-  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+  // 32 columns' pairs are 64 straight bytes, widened sixteen pairs at a time.
+  const __m512i taps0 = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)));
+  const __m512i taps1 = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32)));
+  const __m512i s0 = _mm512_madd_epi16(taps0, LoadInts(xWeight));
+  const __m512i s1 = _mm512_madd_epi16(taps1, LoadInts(xWeight + 16));
+  const __m512i r0 = _mm512_srai_epi32(_mm512_add_epi32(s0, round), 8);
+  const __m512i r1 = _mm512_srai_epi32(_mm512_add_epi32(s1, round), 8);
+  return InOrder(_mm512_packs_epi32(r0, r1));
 }
 
-void RowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
-  const __m512i low16 = _mm512_set1_epi32(0xFFFF);
-  int32_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    PrefetchAhead(src + 2 * i);
-    const __m512i taps = LoadInts(src + 2 * i);
-    const __m512 a = _mm512_cvtepi32_ps(_mm512_and_si512(taps, low16));
-    const __m512 b = _mm512_cvtepi32_ps(_mm512_srli_epi32(taps, 16));
-    _mm512_storeu_ps(row + i, Lerp(a, b, _mm512_loadu_ps(xWeight + i)));
-  }
-  if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+__m512 XBlock(const uint16_t* src, const float* xWeight) {
+  const __m512i taps = LoadInts(src);
+  const __m512 a = _mm512_cvtepi32_ps(_mm512_and_si512(taps, _mm512_set1_epi32(0xFFFF)));
+  const __m512 b = _mm512_cvtepi32_ps(_mm512_srli_epi32(taps, 16));
+  return Lerp(a, b, _mm512_loadu_ps(xWeight));
 }
 
-void RowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
+__m512 XBlock(const float* src, const float* xWeight) {
   const __m512i even = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
   const __m512i odd = _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+  const __m512 p0 = _mm512_loadu_ps(src);
+  const __m512 p1 = _mm512_loadu_ps(src + 16);
+  return Lerp(_mm512_permutex2var_ps(p0, even, p1), _mm512_permutex2var_ps(p0, odd, p1), _mm512_loadu_ps(xWeight));
+}
+
+template <typename T>
+constexpr int32_t kXBlock = sizeof(T) == 1 ? 32 : 16;
+
+void Put(int16_t* p, __m512i v) { _mm512_storeu_si512(p, v); }
+void Put(float* p, __m512 v) { _mm512_storeu_ps(p, v); }
+
+template <typename T, typename XWeight, typename Inner>
+void RowXStep2(const T* src, int32_t n, const XWeight* xWeight, Inner* row) {
   int32_t i = 0;
-  for (; i + 16 <= n; i += 16) {
+  for (; i + kXBlock<T> <= n; i += kXBlock<T>) {
     PrefetchAhead(src + 2 * i);
-    const __m512 p0 = _mm512_loadu_ps(src + 2 * i);
-    const __m512 p1 = _mm512_loadu_ps(src + 2 * i + 16);
-    const __m512 a = _mm512_permutex2var_ps(p0, even, p1);
-    const __m512 b = _mm512_permutex2var_ps(p0, odd, p1);
-    _mm512_storeu_ps(row + i, Lerp(a, b, _mm512_loadu_ps(xWeight + i)));
+    Put(row + i, XBlock(src + 2 * i, xWeight + i));
   }
   if (i < n) LinearRowXStep2(src + 2 * i, n - i, xWeight + i, row + i);
+}
+
+// The y pass of one block, with the weight of its row.
+struct YPass8u {
+  __m512i weights = _mm512_setzero_si512(), round = _mm512_set1_epi32(8192);
+  __m512i operator()(__m512i a, __m512i b) const { return BlendPairs16<14>(a, b, weights, round); }
+};
+struct YPassFloat {
+  __m512 f;
+  __m512 operator()(__m512 a, __m512 b) const { return Lerp(a, b, f); }
+};
+YPass8u MakeYPass(uint16_t w1) {
+  YPass8u y;
+  y.weights = WeightPairs(w1);
+  return y;
+}
+YPassFloat MakeYPass(float f) { return {_mm512_set1_ps(f)}; }
+
+// Both source rows of a destination row along x, then their blend along y,
+// without the round trip through the row buffers (the remainder goes to
+// the SSE form, which uses them).
+template <typename T, typename XWeight, typename Weight, typename Inner>
+void RowXYStep2(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight, Weight w,
+                Inner* rowA, Inner* rowB, Inner* out) {
+  const auto blendY = MakeYPass(w);
+  int32_t i = 0;
+  for (; i + kXBlock<T> <= n; i += kXBlock<T>) {
+    PrefetchAhead(srcA + 2 * i);
+    PrefetchAhead(srcB + 2 * i);
+    Put(out + i, blendY(XBlock(srcA + 2 * i, xWeight + i), XBlock(srcB + 2 * i, xWeight + i)));
+  }
+  if (i < n) LinearRowXYStep2(srcA + 2 * i, srcB + 2 * i, n - i, xWeight + i, w, rowA, rowB, out + i);
 }
 
 // ---------------------------------------------------------------- along y
@@ -225,9 +258,9 @@ void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, co
 
 // The gathering x pass stays in its SSE form: per-column loads dominate it.
 const LinearRowKernels kAvx512Kernels = {
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
-    {LinearRowX, RowXStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
-    {LinearRowX, RowXStep2, RowY, RowY, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY2D, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
+    {LinearRowX, RowXStep2, RowXYStep2, RowY, RowY, BlendInterior<PlainStores>, BlendInterior<StreamingStores>},
 };
 
 }  // namespace

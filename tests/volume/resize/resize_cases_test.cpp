@@ -90,6 +90,21 @@ std::vector<rt::Case> EdgeCases() {
       c.rowPad = n++ % 3;
       cases.push_back(c);
     }
+  // Halvings: straight runs of taps along x, and both source rows of a
+  // destination row resampled afresh (also with every third row, and rows
+  // upside down); wide rows reach every block of every kernel width.
+  for (int32_t width : {70, 135})
+    for (bool reversed : {false, true}) {
+      rt::Case c;
+      c.vol = {width, 14, 6};
+      c.srcVoi = {0, 0, 0, width, 14, 6};
+      c.factor[0] = 0.5, c.factor[1] = reversed ? 1.0 / 3.0 : 0.5, c.factor[2] = 0.5;
+      c.shift[0] = reversed ? -0.75 : 0.0, c.shift[1] = 0.2;
+      c.dstVoi = {0, 0, 0, width / 2 + 1, 8, 3};
+      c.srcRowsReversed = reversed;
+      c.rowPad = 1;
+      cases.push_back(c);
+    }
   // A zero plane step reads one plane for all; a negative one reverses them.
   for (auto steps : {rt::PlaneSteps::Zero, rt::PlaneSteps::Negative}) {
     rt::Case c = Cube(6, InterLinear);

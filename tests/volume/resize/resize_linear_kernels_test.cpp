@@ -1,8 +1,8 @@
 // The linear row kernels against the scalar model, bit for bit, in every
 // width this processor runs (the SSE forms always, the AVX2 and AVX-512
 // forms where it has them): lengths that reach every block and remainder, outputs at any
-// alignment (plain and streaming stores), gathered and straight taps, and
-// for floats the special values.
+// alignment (plain and streaming stores), gathered and straight taps, the
+// x and y passes in one call, and for floats the special values.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -114,6 +114,32 @@ TYPED_TEST(LinearKernelsTest, AlongXGatheredAndStraight) {
               << set.name << (straight ? " straight" : " gathered") << " n " << n << " column " << i;
         }
       }
+  }
+}
+
+TYPED_TEST(LinearKernelsTest, TwoStraightRowsAlongXThenY) {
+  using T = TypeParam;
+  using In = Inputs<T>;
+  using M = ref::LinearMath<T>;
+  using Types = LinearTypes<T>;
+  qt::Rng rng(47 + sizeof(T));
+  for (const KernelSet& set : KernelSets()) {
+    const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
+    for (int32_t n : kLengths) {
+      std::vector<T> srcA(size_t(2 * n + 2)), srcB(srcA.size());
+      for (size_t s = 0; s < srcA.size(); ++s) srcA[s] = In::Sample(rng), srcB[s] = In::Sample(rng);
+      std::vector<typename Types::XWeight> xWeight(size_t(n) + 1);
+      for (auto& w : xWeight) w = In::XWeight(rng);
+      const auto w = In::Weight(rng);
+      std::vector<typename Types::Inner> rowA(size_t(n) + 1), rowB(rowA.size()), out(rowA.size());
+      k.rowXYStep2(srcA.data(), srcB.data(), n, xWeight.data(), w, rowA.data(), rowB.data(), out.data());
+      for (int32_t i = 0; i < n; ++i) {
+        const auto a = M::InnerX(srcA[2 * i], srcA[2 * i + 1], In::ModelWeight(xWeight[i]));
+        const auto b = M::InnerX(srcB[2 * i], srcB[2 * i + 1], In::ModelWeight(xWeight[i]));
+        ASSERT_TRUE(SameValue(Promote(M::InnerY3D(a, b, In::ModelWeight(w))), Promote(out[i])))
+            << set.name << " n " << n << " column " << i;
+      }
+    }
   }
 }
 
