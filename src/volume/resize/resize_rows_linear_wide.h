@@ -6,8 +6,9 @@
 //
 // A row runs as many whole blocks as fit, then one more block that ends at
 // the row's end: the samples it shares with the block before are computed
-// again to the same values.  Only a row shorter than one block goes to the
-// SSE form.  Outputs never overlap inputs, so the repeat is harmless.
+// again to the same values (outputs never overlap inputs, so the repeat is
+// harmless).  Only a row shorter than one block goes to the SSE form, and,
+// with streaming stores, the partial cache lines at its ends.
 //
 // Include only from a file built for the width; `W` is a type of that file
 // alone, so every instance here stays private to it.
@@ -22,50 +23,54 @@
 
 namespace wide_rows {
 
-// Plain stores go through the cache.
+// How a kernel covers a row of n samples with blocks of kBlock:
+// block(i, store) computes samples i .. i + kBlock - 1 and writes them with
+// decltype(store)::Put; narrow(begin, count) leaves samples to the SSE form.
+
+// Plain stores go through the cache.  Whole blocks, then one block that
+// ends at the row's end; only a row shorter than one block goes narrow.
 template <typename W>
 struct PlainStores {
-  template <typename T>
-  static int32_t Head(const T*, int32_t) { return 0; }
   template <typename P, typename V>
   static void Put(P* p, V v) { W::Store(p, v); }
+
+  template <int32_t kBlock, typename T, typename Block, typename Narrow>
+  static void Run(const T*, int32_t n, Block block, Narrow narrow) {
+    if (n < kBlock) return narrow(0, n);
+    int32_t i = 0;
+    for (; i + kBlock <= n; i += kBlock) block(i, PlainStores());
+    if (i < n) block(n - kBlock, PlainStores());
+  }
   static void Finish() {}
 };
 
 // Streaming stores bypass the cache, for destinations far larger than it
-// that nothing reads again soon.  They need vector alignment: the samples
-// before the first aligned one (the head) go the plain way, and so does a
-// row whose samples are not even aligned to their own size.  They are
-// fenced before the kernel returns.
+// that nothing reads again soon.  They write whole 64-byte lines from the
+// first line boundary on; the partial lines at either end go narrow, never
+// mixing plain and streaming stores in one line (that would read the line
+// back from memory).  A row whose samples are not aligned to their own
+// size goes narrow as a whole.  Fenced before the kernel returns.
 template <typename W>
 struct StreamingStores {
-  template <typename T>
-  static int32_t Head(const T* p, int32_t n) {
-    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
-    if (at % sizeof(T) != 0) return n;
-    const int32_t head = static_cast<int32_t>(((W::kBytes - at % W::kBytes) % W::kBytes) / sizeof(T));
-    return head < n ? head : n;
-  }
   template <typename P, typename V>
   static void Put(P* p, V v) { W::Stream(p, v); }
+
+  template <int32_t kBlock, typename T, typename Block, typename Narrow>
+  static void Run(const T* out, int32_t n, Block block, Narrow narrow) {
+    constexpr uintptr_t kLine = 64;
+    constexpr int32_t kLineSamples = int32_t(kLine / sizeof(T));
+    static_assert(kLineSamples % kBlock == 0, "blocks tile a line");
+    const uintptr_t at = reinterpret_cast<uintptr_t>(out);
+    if (at % sizeof(T) != 0) return narrow(0, n);
+    int32_t head = static_cast<int32_t>((kLine - at % kLine) % kLine / sizeof(T));
+    if (head > n) head = n;
+    const int32_t end = head + (n - head) / kLineSamples * kLineSamples;
+    if (head > 0) narrow(0, head);
+    for (int32_t i = head; i < end; i += kBlock) block(i, StreamingStores());
+    if (end < n) narrow(end, n - end);
+  }
   static void Finish() { _mm_sfence(); }
 };
-
-// Covers samples [0, n) of `out` with blocks of kBlock: block(i, store)
-// computes samples i .. i + kBlock - 1 and writes them with
-// decltype(store)::Put.  Returns false, doing nothing, for a row shorter
-// than one block.
-template <typename W, int32_t kBlock, typename Store, typename T, typename Block>
-bool RunBlocks(const T* out, int32_t n, Block block) {
-  if (n < kBlock) return false;
-  int32_t i = Store::Head(out, n);
-  if (i == n) return RunBlocks<W, kBlock, PlainStores<W>>(out, n, block);
-  // A head is shorter than one block, so the first block covers it.
-  if (i > 0) block(0, PlainStores<W>());
-  for (; i + kBlock <= n; i += kBlock) block(i, Store());
-  if (i < n) block(n - kBlock, PlainStores<W>());
-  return true;
-}
 
 // A straight x pass reads the source as one stream, row after row and
 // plane after plane; asking for the bytes a little ahead keeps more of the
@@ -85,11 +90,13 @@ constexpr int32_t kXBlock = sizeof(T) == 1 ? W::kBytes / 2 : W::kBytes / 4;
 
 template <typename W, typename T, typename XWeight, typename Inner>
 void RowXStep2(const T* src, int32_t n, const XWeight* xWeight, Inner* row) {
-  const bool wide = RunBlocks<W, kXBlock<W, T>, PlainStores<W>>(row, n, [&](int32_t i, auto store) {
-    PrefetchAhead<W>(src + 2 * i);
-    decltype(store)::Put(row + i, W::XBlock(src + 2 * i, xWeight + i));
-  });
-  if (!wide) LinearRowXStep2(src, n, xWeight, row);
+  PlainStores<W>::template Run<kXBlock<W, T>>(
+      row, n,
+      [&](int32_t i, auto store) {
+        PrefetchAhead<W>(src + 2 * i);
+        decltype(store)::Put(row + i, W::XBlock(src + 2 * i, xWeight + i));
+      },
+      [&](int32_t i, int32_t count) { LinearRowXStep2(src + 2 * i, count, xWeight + i, row + i); });
 }
 
 // Both source rows of a destination row along x, then their blend along y,
@@ -99,12 +106,16 @@ template <typename W, typename T, typename XWeight, typename Weight, typename In
 void RowXYStep2(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight, Weight w,
                 Inner* rowA, Inner* rowB, Inner* out) {
   const auto blendY = W::YPass(w);
-  const bool wide = RunBlocks<W, kXBlock<W, T>, PlainStores<W>>(out, n, [&](int32_t i, auto store) {
-    PrefetchAhead<W>(srcA + 2 * i);
-    PrefetchAhead<W>(srcB + 2 * i);
-    decltype(store)::Put(out + i, blendY(W::XBlock(srcA + 2 * i, xWeight + i), W::XBlock(srcB + 2 * i, xWeight + i)));
-  });
-  if (!wide) LinearRowXYStep2(srcA, srcB, n, xWeight, w, rowA, rowB, out);
+  PlainStores<W>::template Run<kXBlock<W, T>>(
+      out, n,
+      [&](int32_t i, auto store) {
+        PrefetchAhead<W>(srcA + 2 * i);
+        PrefetchAhead<W>(srcB + 2 * i);
+        decltype(store)::Put(out + i, blendY(W::XBlock(srcA + 2 * i, xWeight + i), W::XBlock(srcB + 2 * i, xWeight + i)));
+      },
+      [&](int32_t i, int32_t count) {
+        LinearRowXYStep2(srcA + 2 * i, srcB + 2 * i, count, xWeight + i, w, rowA + i, rowB + i, out + i);
+      });
 }
 
 // ---------------------------------------------------------------- along y
@@ -112,10 +123,10 @@ void RowXYStep2(const T* srcA, const T* srcB, int32_t n, const XWeight* xWeight,
 template <typename W, typename Inner, typename Weight>
 void RowY(Inner* out, int32_t n, Weight w, const Inner* a, const Inner* b) {
   const auto blendY = W::YPass(w);
-  const bool wide = RunBlocks<W, W::kBytes / int32_t(sizeof(Inner)), PlainStores<W>>(out, n, [&](int32_t i, auto store) {
-    decltype(store)::Put(out + i, blendY(W::Load(a + i), W::Load(b + i)));
-  });
-  if (!wide) LinearRowY(out, n, w, a, b);
+  PlainStores<W>::template Run<int32_t(W::kBytes / sizeof(Inner))>(
+      out, n,
+      [&](int32_t i, auto store) { decltype(store)::Put(out + i, blendY(W::Load(a + i), W::Load(b + i))); },
+      [&](int32_t i, int32_t count) { LinearRowY(out + i, count, w, a + i, b + i); });
 }
 
 // The y pass into a plain 8u row, and the z pass of an 8u interior row (the
@@ -125,12 +136,14 @@ void BlendRow(uint8_t* out, int32_t n, uint16_t w1, const int16_t* a, const int1
   const auto weights = W::WeightPairs(w1);
   const auto round = W::Set1(524288);
   constexpr int32_t kHalf = W::kBytes / 2;
-  const bool wide = RunBlocks<W, W::kBytes, Store>(out, n, [&](int32_t i, auto store) {
-    const auto v0 = W::template BlendPairs16<20>(W::Load(a + i), W::Load(b + i), weights, round);
-    const auto v1 = W::template BlendPairs16<20>(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weights, round);
-    decltype(store)::Put(out + i, W::PackUint8(v0, v1));
-  });
-  if (!wide) LinearRowY2D(out, n, w1, a, b);
+  Store::template Run<int32_t(W::kBytes)>(
+      out, n,
+      [&](int32_t i, auto store) {
+        const auto v0 = W::template BlendPairs16<20>(W::Load(a + i), W::Load(b + i), weights, round);
+        const auto v1 = W::template BlendPairs16<20>(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weights, round);
+        decltype(store)::Put(out + i, W::PackUint8(v0, v1));
+      },
+      [&](int32_t i, int32_t count) { LinearRowY2D(out + i, count, w1, a + i, b + i); });
 }
 
 template <typename W>
@@ -143,12 +156,14 @@ void RowY2D(uint16_t* out, int32_t n, float f, const float* a, const float* b) {
   const auto weight = W::Set1(f);
   const auto round = W::Set1(0.5000001f);
   constexpr int32_t kHalf = W::kBytes / 4;
-  const bool wide = RunBlocks<W, W::kBytes / 2, PlainStores<W>>(out, n, [&](int32_t i, auto store) {
-    const auto lo = W::Add(W::Lerp(W::Load(a + i), W::Load(b + i), weight), round);
-    const auto hi = W::Add(W::Lerp(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weight), round);
-    decltype(store)::Put(out + i, W::FloatsToUint16(lo, hi));
-  });
-  if (!wide) LinearRowY2D(out, n, f, a, b);
+  PlainStores<W>::template Run<int32_t(W::kBytes / 2)>(
+      out, n,
+      [&](int32_t i, auto store) {
+        const auto lo = W::Add(W::Lerp(W::Load(a + i), W::Load(b + i), weight), round);
+        const auto hi = W::Add(W::Lerp(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weight), round);
+        decltype(store)::Put(out + i, W::FloatsToUint16(lo, hi));
+      },
+      [&](int32_t i, int32_t count) { LinearRowY2D(out + i, count, f, a + i, b + i); });
 }
 
 // ---------------------------------------------------------------- along z
@@ -158,21 +173,23 @@ void BlendRow(uint16_t* out, int32_t n, float f, const float* a, const float* b)
   const auto weight = W::Set1(f), weight0 = W::Set1(1.0f - f);
   const auto round = W::Set1(0.5000001f);
   constexpr int32_t kHalf = W::kBytes / 4;
-  const bool wide = RunBlocks<W, W::kBytes / 2, Store>(out, n, [&](int32_t i, auto store) {
-    const auto lo = W::Add(W::Mix(W::Load(a + i), W::Load(b + i), weight0, weight), round);
-    const auto hi = W::Add(W::Mix(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weight0, weight), round);
-    decltype(store)::Put(out + i, W::FloatsToUint16(lo, hi));
-  });
-  if (!wide) LinearBlendInterior(out, 0, n, 1, f, a, b, 0);
+  Store::template Run<int32_t(W::kBytes / 2)>(
+      out, n,
+      [&](int32_t i, auto store) {
+        const auto lo = W::Add(W::Mix(W::Load(a + i), W::Load(b + i), weight0, weight), round);
+        const auto hi = W::Add(W::Mix(W::Load(a + i + kHalf), W::Load(b + i + kHalf), weight0, weight), round);
+        decltype(store)::Put(out + i, W::FloatsToUint16(lo, hi));
+      },
+      [&](int32_t i, int32_t count) { LinearBlendInterior(out + i, 0, count, 1, f, a + i, b + i, 0); });
 }
 
 template <typename W, typename Store>
 void BlendRow(float* out, int32_t n, float f, const float* a, const float* b) {
   const auto weight = W::Set1(f), weight0 = W::Set1(1.0f - f);
-  const bool wide = RunBlocks<W, W::kBytes / 4, Store>(out, n, [&](int32_t i, auto store) {
-    decltype(store)::Put(out + i, W::Mix(W::Load(a + i), W::Load(b + i), weight0, weight));
-  });
-  if (!wide) LinearBlendInterior(out, 0, n, 1, f, a, b, 0);
+  Store::template Run<int32_t(W::kBytes / 4)>(
+      out, n,
+      [&](int32_t i, auto store) { decltype(store)::Put(out + i, W::Mix(W::Load(a + i), W::Load(b + i), weight0, weight)); },
+      [&](int32_t i, int32_t count) { LinearBlendInterior(out + i, 0, count, 1, f, a + i, b + i, 0); });
 }
 
 template <typename W, typename Store, typename T, typename Weight, typename Inner>
