@@ -4,6 +4,7 @@
 #pragma once
 
 #include <emmintrin.h>
+#include <xmmintrin.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -68,16 +69,19 @@ inline float BlendZ<float>(float a, float b, float f) {
 // Calls place(r, c) for every frame sample in frame order: the top rows,
 // the bottom rows (w samples each), then the left and the right columns
 // (hi samples each, each column as one run).
+// The extents are copied first: stores through a sample pointer may alias
+// anything, and would make every loop test read them again.
 template <typename T, typename Place>
 void ForEachFramePlace(const LinearPlaneTables<T>& t, Place place) {
-  for (int32_t r = 0; r < t.yLow; ++r)
-    for (int32_t c = 0; c < t.w; ++c) place(r, c);
-  for (int32_t r = t.h - t.yHigh; r < t.h; ++r)
-    for (int32_t c = 0; c < t.w; ++c) place(r, c);
-  for (int32_t c = 0; c < t.xLow; ++c)
-    for (int32_t r = t.yLow; r < t.h - t.yHigh; ++r) place(r, c);
-  for (int32_t c = t.w - t.xHigh; c < t.w; ++c)
-    for (int32_t r = t.yLow; r < t.h - t.yHigh; ++r) place(r, c);
+  const int32_t w = t.w, h = t.h, xLow = t.xLow, xHigh = t.xHigh, yLow = t.yLow, yHigh = t.yHigh;
+  for (int32_t r = 0; r < yLow; ++r)
+    for (int32_t c = 0; c < w; ++c) place(r, c);
+  for (int32_t r = h - yHigh; r < h; ++r)
+    for (int32_t c = 0; c < w; ++c) place(r, c);
+  for (int32_t c = 0; c < xLow; ++c)
+    for (int32_t r = yLow; r < h - yHigh; ++r) place(r, c);
+  for (int32_t c = w - xHigh; c < w; ++c)
+    for (int32_t r = yLow; r < h - yHigh; ++r) place(r, c);
 }
 
 // Calls sample(r, c, a, b, weight) for every frame sample in frame order.
@@ -132,7 +136,14 @@ void LinearBlendFrame(const typename LinearTypes<T>::Cell* a,
                       typename LinearTypes<T>::Weight zWeight, const LinearPlaneTables<T>& t,
                       T* dst, int32_t dstStep) {
   int64_t n = 0;
+  const int32_t firstInnerRow = t.yLow, endInnerRow = t.h - t.yHigh;
   linear_frame::ForEachFramePlace(t, [&](int32_t r, int32_t c) {
+    // A column meets a new cache line of the destination at every row:
+    // ask for the line a few rows down ahead of time.
+    constexpr int32_t kRowsAhead = 8;
+    if (r >= firstInnerRow && r < endInnerRow)
+      _mm_prefetch(reinterpret_cast<const char*>(dst + static_cast<ptrdiff_t>(r + kRowsAhead) * dstStep + c),
+                   _MM_HINT_T0);
     dst[static_cast<ptrdiff_t>(r) * dstStep + c] = linear_frame::BlendZ<T>(a[n], b[n], zWeight);
     ++n;
   });
