@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -23,9 +24,10 @@
 
 namespace {
 
-// Rates in output samples per second, by benchmark key.
-std::map<std::string, double>& Rates() {
-  static std::map<std::string, double> rates;
+// Rates in output samples per second, by benchmark key: one per
+// repetition; the summary takes their median.
+std::map<std::string, std::vector<double>>& Rates() {
+  static std::map<std::string, std::vector<double>> rates;
   return rates;
 }
 
@@ -97,7 +99,7 @@ void BM_QelrLinear(benchmark::State& state) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const double voxels = double(dst.size()) * state.iterations();
   state.SetItemsProcessed(int64_t(voxels));
-  Rates()[Key("qelr", TypeName<T>(), n, state.range(1), threads)] = voxels / seconds;
+  Rates()[Key("qelr", TypeName<T>(), n, state.range(1), threads)].push_back(voxels / seconds);
   qelSetNumThreads(0);
 }
 
@@ -115,7 +117,7 @@ void BM_MemcpyOutput(benchmark::State& state) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const double voxels = double(a.size()) * state.iterations();
   state.SetItemsProcessed(int64_t(voxels));
-  Rates()[Key("memcpy", TypeName<T>(), n, state.range(1))] = voxels / seconds;
+  Rates()[Key("memcpy", TypeName<T>(), n, state.range(1))].push_back(voxels / seconds);
 }
 
 template <typename T>
@@ -142,7 +144,7 @@ void BM_OpenCvPlane(benchmark::State& state) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const double pixels = double(dst.total()) * state.iterations();
   state.SetItemsProcessed(int64_t(pixels));
-  Rates()[Key("opencv", TypeName<T>(), 1024, state.range(1))] = pixels / seconds;
+  Rates()[Key("opencv", TypeName<T>(), 1024, state.range(1))].push_back(pixels / seconds);
 }
 
 // scipy.ndimage.zoom on the same volume, timed inside Python (best of two
@@ -186,7 +188,7 @@ void BM_ScipyZoom(benchmark::State& state) {
   unlink(path);
   if (seconds > 0) {
     state.SetItemsProcessed(int64_t(voxels) * state.iterations());
-    Rates()[Key("scipy", TypeName<T>(), n, state.range(1))] = voxels / seconds;
+    Rates()[Key("scipy", TypeName<T>(), n, state.range(1))].push_back(voxels / seconds);
   }
 }
 
@@ -226,13 +228,18 @@ BENCHMARK(BM_ScipyZoom<float>)->Apply(ScipyArgs);
 
 double RateOf(const std::string& key) {
   const auto it = Rates().find(key);
-  return it == Rates().end() ? 0.0 : it->second;
+  if (it == Rates().end() || it->second.empty()) return 0.0;
+  std::vector<double> v = it->second;
+  std::sort(v.begin(), v.end());
+  const size_t m = v.size() / 2;
+  return v.size() % 2 ? v[m] : 0.5 * (v[m - 1] + v[m]);
 }
 
 double Ratio(double a, double b) { return b > 0 ? a / b : 0.0; }
 
 void PrintSummary() {
-  std::printf("\nLinear resize, single thread (output voxels per second; ratios against baselines of this run)\n");
+  std::printf("\nLinear resize, single thread (output voxels per second, medians of the repetitions; ratios against\n"
+              "baselines of this run)\n");
   std::printf("%-4s %4s %6s %12s %10s %12s %10s\n", "type", "n", "factor", "Mvoxel/s", "x scipy", "x OpenCV 2D", "x memcpy");
   for (const char* type : {"8u", "16u", "32f"})
     for (int64_t n : {128, 256})
