@@ -150,8 +150,7 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
         LinearBlendFrame<T>(a.frame, b.frame, s.zWeight[k], t, out, dst.rowStep);
         if (hasInterior)
           blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
-                              static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner),
-                              s.stride);
+                        static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner), s.stride);
       });
 
   const T* lastPlane = src.Plane(WrapMul(src.size.depth - 1, src.planeStep));

@@ -73,9 +73,9 @@ void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, fl
 
 // The kernels above are the SSE forms.  Where the processor has AVX2 or
 // AVX-512, wider forms of the busiest ones give the same bits (the same
-// lane arithmetic, no fused operations) and leave their remainders to the
-// SSE forms.  The paths reach the kernels through a table, chosen once when
-// the library is loaded.
+// lane arithmetic, no fused operations); rows shorter than one of their
+// blocks go to the SSE forms.  The paths reach the kernels through a table,
+// chosen once when the library is loaded.
 template <typename T, typename XWeight, typename Weight, typename Inner>
 struct LinearRowKernelsOf {
   void (*rowX)(const T* src, int32_t n, const int32_t* xIndex, const XWeight* xWeight, Inner* row);
