@@ -82,7 +82,7 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
   t.hi = box.h - y.low - y.high;
   t.xStep2 = ColumnsStepBy2(xIndex + x.low, t.wi);
   t.xyStep2 = t.xStep2 && EveryLineReadsFreshPair(yOffset, y.low, box.h - y.high, src.rowStep);
-  t.kernels = &KernelsOfType(LinearRowKernelsHere(), static_cast<const T*>(nullptr));
+  t.kernels = &KernelsOfType(*LinearRowKernelsHere(), static_cast<const T*>(nullptr));
   t.srcWidth = size.width;
   t.srcHeight = size.height;
   t.srcRowStep = src.rowStep;

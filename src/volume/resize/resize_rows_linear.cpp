@@ -357,4 +357,4 @@ const LinearRowKernels kSseKernels = {
 
 }  // namespace
 
-const LinearRowKernels& LinearRowKernelsSse() { return kSseKernels; }
+const LinearRowKernels* LinearRowKernelsSse() { return &kSseKernels; }

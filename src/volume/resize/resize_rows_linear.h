@@ -104,9 +104,9 @@ inline const auto& KernelsOfType(const LinearRowKernels& k, const uint8_t*) { re
 inline const auto& KernelsOfType(const LinearRowKernels& k, const uint16_t*) { return k.u16; }
 inline const auto& KernelsOfType(const LinearRowKernels& k, const float*) { return k.f32; }
 
-const LinearRowKernels& LinearRowKernelsSse();
-const LinearRowKernels& LinearRowKernelsAvx2();    // only where the processor has AVX2
-const LinearRowKernels& LinearRowKernelsAvx512();  // only with AVX-512 F and BW
+const LinearRowKernels* LinearRowKernelsSse();
+const LinearRowKernels* LinearRowKernelsAvx2();    // only where the processor has AVX2
+const LinearRowKernels* LinearRowKernelsAvx512();  // only with AVX-512 F and BW
 
 // The widest set this processor runs (an ifunc: no variable holds the choice).
-extern "C" const LinearRowKernels& LinearRowKernelsHere();
+extern "C" const LinearRowKernels* LinearRowKernelsHere();

@@ -107,4 +107,4 @@ constexpr LinearRowKernels kAvx2Kernels = wide_rows::WideKernels<Avx2>();
 
 }  // namespace
 
-const LinearRowKernels& LinearRowKernelsAvx2() { return kAvx2Kernels; }
+const LinearRowKernels* LinearRowKernelsAvx2() { return &kAvx2Kernels; }

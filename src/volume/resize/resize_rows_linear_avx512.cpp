@@ -114,4 +114,4 @@ constexpr LinearRowKernels kAvx512Kernels = wide_rows::WideKernels<Avx512>();
 
 }  // namespace
 
-const LinearRowKernels& LinearRowKernelsAvx512() { return kAvx512Kernels; }
+const LinearRowKernels* LinearRowKernelsAvx512() { return &kAvx512Kernels; }

@@ -25,11 +25,11 @@ struct KernelSet {
 };
 
 std::vector<KernelSet> KernelSets() {
-  std::vector<KernelSet> sets = {{"sse", &LinearRowKernelsSse()}};
+  std::vector<KernelSet> sets = {{"sse", LinearRowKernelsSse()}};
   __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2")) sets.push_back({"avx2", &LinearRowKernelsAvx2()});
+  if (__builtin_cpu_supports("avx2")) sets.push_back({"avx2", LinearRowKernelsAvx2()});
   if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
-    sets.push_back({"avx512", &LinearRowKernelsAvx512()});
+    sets.push_back({"avx512", LinearRowKernelsAvx512()});
   return sets;
 }
 
