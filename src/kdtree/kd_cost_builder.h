@@ -51,6 +51,23 @@ constexpr int32_t kKDMaxPolygon = 31;
 // Room for the points that clipping one triangle to a box can make.
 constexpr int32_t kKDClipRoom = 81;
 
+// The walk's sorted events (kd_sorted_events.h): the working node's, room
+// for the next node's, and those of the first children waiting on the
+// stack, each at the slots that mirror its list's place in the reference
+// pool.  Not charged: they stand in for the event arrays' sorting work.
+struct KDKeptEvents {
+  bool inUse;  // false: every node gathers and sorts its own events
+  KDSortedEvents current;
+  KDSortedEvents next;
+  float* waitingValues;
+  int32_t* waitingRefIndex;
+  uint32_t waitingBase;  // the pool index that slot 0 mirrors
+  uint32_t* route;       // per reference of a split node
+  KDCutParts* cuts;
+  KDEventSplitRoom room;
+  void* blocks[5];
+};
+
 struct KDCostContext {
   uint32_t budgetTotal;
   uint32_t budgetLeft;  // unsigned: the pools may take it below zero, and it wraps
@@ -65,6 +82,7 @@ struct KDCostContext {
   KDChunkList listChunks;
   const float** polygonFree[kKDMaxPolygon + 1];  // by vertex count
   KDChunkList polygonChunks;
+  KDKeptEvents kept;
   // What the walk needs besides the memory.
   float qualityScale;
   uint32_t depthLimit;
@@ -97,6 +115,10 @@ void* localKDChunkRequest(KDCostContext* context, KDChunkList* list, uint32_t un
 // from the polygon chunks.
 const float** localKDTakePolygon(KDCostContext* context, int32_t count, qelStatus* status);
 void localKDGivePolygon(KDCostContext* context, const float** polygon, int32_t count);
+// Room for the walk's sorted events of the root's references, once these
+// stand in the pool; leaves kept.inUse false when a block would be too
+// large.  StatusNoMemory when the core cannot give a block.
+qelStatus localKDKeepEvents(KDCostContext* context);
 // One point in the clip pool, or null when it is full.
 float* localKDNewPoint(KDCostContext* context);
 // Before packing: the polygon chunks, the pools and the event arrays.

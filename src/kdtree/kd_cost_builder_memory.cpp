@@ -164,7 +164,47 @@ float* localKDNewPoint(KDCostContext* context) {
   return pool.base[pool.cursor++].xyz;
 }
 
+qelStatus localKDKeepEvents(KDCostContext* context) {
+  KDKeptEvents& kept = context->kept;
+  const int32_t roots = context->rootCount;
+  const int64_t waitingRefs =
+      static_cast<int64_t>(context->refPool.chargedSize / kReferenceCharge + 1) - roots;
+  const int64_t nodeSlots = KDSortedEventSlots(roots);
+  const int64_t waitingSlots = 6 * waitingRefs + 1;
+  const int64_t bytes[5] = {
+      8 * nodeSlots, 8 * nodeSlots, 8 * waitingSlots,
+      static_cast<int64_t>(sizeof(uint32_t) + sizeof(KDCutParts)) * roots,
+      3 * static_cast<int64_t>(sizeof(uint64_t)) * roots};
+  for (int64_t b : bytes)
+    if (b > 0x7FFFFFFF) return StatusOk;  // too large a scene: sort node by node
+  for (int k = 0; k < 5; ++k) {
+    kept.blocks[k] = ownAllocBytes(static_cast<int32_t>(bytes[k]));
+    if (kept.blocks[k] == nullptr) return StatusNoMemory;
+  }
+  auto halves = [](void* block, int64_t slots, float** values, int32_t** refIndex) {
+    *values = static_cast<float*>(block);
+    *refIndex = reinterpret_cast<int32_t*>(*values + slots);
+  };
+  halves(kept.blocks[0], nodeSlots, &kept.current.values, &kept.current.refIndex);
+  halves(kept.blocks[1], nodeSlots, &kept.next.values, &kept.next.refIndex);
+  halves(kept.blocks[2], waitingSlots, &kept.waitingValues, &kept.waitingRefIndex);
+  kept.waitingBase = static_cast<uint32_t>(roots);
+  kept.route = static_cast<uint32_t*>(kept.blocks[3]);
+  kept.cuts = reinterpret_cast<KDCutParts*>(kept.route + roots);
+  uint64_t* room = static_cast<uint64_t*>(kept.blocks[4]);
+  kept.room.leftCuts = room;
+  kept.room.rightCuts = room + roots;
+  kept.room.spare = room + 2 * static_cast<int64_t>(roots);
+  kept.inUse = true;
+  return StatusOk;
+}
+
 void localKDReleaseWorkingMemory(KDCostContext* context) {
+  for (void*& block : context->kept.blocks) {
+    ownFree(block);
+    block = nullptr;
+  }
+  context->kept.inUse = false;
   ReleaseList(&context->polygonChunks);
   std::memset(context->polygonFree, 0, sizeof context->polygonFree);
   ReleasePool(&context->refPool);

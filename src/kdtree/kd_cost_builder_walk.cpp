@@ -22,6 +22,15 @@ struct WorkFrame {
   uint32_t depth;
   uint32_t refCursor;   // in references
   uint32_t clipCursor;  // in points
+  int32_t lowCount[3];  // of its kept events, while it waits on the stack
+};
+
+// Where the partition tells each reference's way, for handing the sorted
+// events on; null routes when events are not kept.
+struct PartitionRoutes {
+  uint32_t* route;
+  KDCutParts* cuts;
+  int32_t cutCount;
 };
 
 // Sorts the working list into the reserved left and right lists, cutting
@@ -30,15 +39,18 @@ struct WorkFrame {
 // writes only inside it.
 qelStatus Partition(KDCostContext* c, const KDTriangleRef* work, int32_t count,
                     const qelrSplitDecision& decision, KDTriangleRef* left, KDTriangleRef* right,
-                    int32_t* leftAppended, int32_t* rightAppended) {
+                    int32_t* leftAppended, int32_t* rightAppended, PartitionRoutes* routes) {
   const int axis = decision.axis;
   const float position = decision.position;
   int32_t nl = 0, nr = 0;
-  auto toLeft = [&](const KDTriangleRef& r) {
+  uint32_t* route = routes->route;
+  auto toLeft = [&](int32_t k, const KDTriangleRef& r) {
+    if (route) route[k] = static_cast<uint32_t>(nl);
     if (nl < decision.leftCount) left[nl] = r;
     ++nl;
   };
-  auto toRight = [&](const KDTriangleRef& r) {
+  auto toRight = [&](int32_t k, const KDTriangleRef& r) {
+    if (route) route[k] = static_cast<uint32_t>(nr) | kKDRouteRight;
     if (nr < decision.rightCount) right[nr] = r;
     ++nr;
   };
@@ -50,26 +62,59 @@ qelStatus Partition(KDCostContext* c, const KDTriangleRef* work, int32_t count,
       // Flat on the axis: lying on the plane it goes to the side the search
       // counted it on.
       if (least < position)
-        toLeft(r);
+        toLeft(k, r);
       else if (least == position)
-        decision.flatSide == 0 ? toLeft(r) : toRight(r);
+        decision.flatSide == 0 ? toLeft(k, r) : toRight(k, r);
       else
-        toRight(r);
+        toRight(k, r);
     } else if (greatest - position <= 0) {
-      toLeft(r);  // touching the plane from below is not straddling it
+      toLeft(k, r);  // touching the plane from below is not straddling it
     } else if (position - least <= 0) {
-      toRight(r);
+      toRight(k, r);
     } else {
       KDTriangleRef lower, upper;
       qelStatus status = localKDCutReference(c, r, axis, position, &lower, &upper);
       if (status != StatusOk) return status;
-      toLeft(lower);
-      toRight(upper);
+      if (route) routes->cuts[routes->cutCount++] = KDCutParts{nl, nr};
+      toLeft(k, lower);
+      toRight(k, upper);
+      if (route) route[k] = kKDRouteCut;  // its parts' events are new
     }
   }
   *leftAppended = nl;
   *rightAppended = nr;
   return StatusOk;
+}
+
+// The split node's kept events handed on: the first child's to the slots
+// that mirror its list's place in the pool, where they wait with it, and
+// the second child's to become the working node's.
+void SplitKeptEvents(KDKeptEvents* kept, const PartitionRoutes& routes, const KDTriangleRef* left,
+                     int32_t leftCount, const KDTriangleRef* right, int32_t rightCount,
+                     uint32_t leftPlace, WorkFrame* waiting) {
+  KDSortedEvents first;
+  const int64_t slot = 6 * static_cast<int64_t>(leftPlace - kept->waitingBase);
+  first.values = kept->waitingValues + slot;
+  first.refIndex = kept->waitingRefIndex + slot;
+  first.count = leftCount;
+  kept->next.count = rightCount;
+  localSplitEvents(kept->current, routes.route, routes.cuts, routes.cutCount, left, right,
+                   kept->room, &first, &kept->next);
+  for (int axis = 0; axis < 3; ++axis) waiting->lowCount[axis] = first.lowCount[axis];
+  const KDSortedEvents swap = kept->current;
+  kept->current = kept->next;
+  kept->next = swap;
+}
+
+// A waiting first child's kept events become the working node's.
+void ResumeKeptEvents(KDKeptEvents* kept, const WorkFrame& frame, int32_t count) {
+  KDSortedEvents waiting;
+  const int64_t slot = 6 * static_cast<int64_t>(frame.refCursor - kept->waitingBase);
+  waiting.values = kept->waitingValues + slot;
+  waiting.refIndex = kept->waitingRefIndex + slot;
+  waiting.count = count;
+  for (int axis = 0; axis < 3; ++axis) waiting.lowCount[axis] = frame.lowCount[axis];
+  localCopyEvents(waiting, &kept->current);
 }
 
 // A finished leaf: its triangle indices go to the list chunks and its
@@ -102,6 +147,12 @@ qelStatus localKDGrowTree(KDCostContext* c) {
   c->root->value.count = c->rootCount;
   c->root->target = work;
   if (c->rootCount == 0) return StatusOk;
+  KDKeptEvents* kept = &c->kept;
+  if (c->depthLimit > 0) {
+    status = localKDKeepEvents(c);
+    if (status != StatusOk) return status;
+    if (kept->inUse) localSortEventsOf(work, c->rootCount, kept->room, &kept->current);
+  }
 
   WorkFrame stack[kStackRoom];
   int stacked = 0;
@@ -125,6 +176,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
     qelrSplitDecision decision;
     decision.axis = -1;
     // The depth limit, then the search's verdict.
+    c->events.sorted = kept->inUse ? &kept->current : nullptr;
     if (frame.depth != c->depthLimit)
       localFindBestSplit(&c->events, work, count, frame.box, c->qualityScale, sameReferences,
                          &decision);
@@ -183,9 +235,11 @@ qelStatus localKDGrowTree(KDCostContext* c) {
       KDTriangleRef* right = c->refPool.base + leftEnd;
 
       int32_t nl = 0, nr = 0;
-      status = Partition(c, work, count, decision, left, right, &nl, &nr);
+      PartitionRoutes routes = {kept->inUse ? kept->route : nullptr, kept->cuts, 0};
+      status = Partition(c, work, count, decision, left, right, &nl, &nr, &routes);
       if (status != StatusOk) return status;
       if (nl != decision.leftCount || nr != decision.rightCount) return StatusBuildMismatch;
+      if (kept->inUse) SplitKeptEvents(kept, routes, left, nl, right, nr, c0, &saved);
 
       // Points made by the cuts belong to both children's references.
       saved.clipCursor = frame.clipCursor = c->clipPool.cursor;
@@ -206,5 +260,6 @@ qelStatus localKDGrowTree(KDCostContext* c) {
     const int32_t waiting = frame.node->value.count;
     std::memcpy(work, frame.node->target, sizeof(KDTriangleRef) * static_cast<size_t>(waiting));
     frame.node->target = work;
+    if (kept->inUse) ResumeKeptEvents(kept, frame, waiting);
   }
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "kdtree/kd_float_key.h"
 #include "kdtree/kd_split_search.h"
 
 namespace {
@@ -12,10 +13,8 @@ typedef uint32_t __attribute__((may_alias)) Word;
 constexpr int kDigitCount = 2048;
 constexpr int kPrefetchAhead = 64;
 
-// Negative floats have all bits inverted and the others get the sign bit,
-// so that unsigned order is float order (-0 just below +0).
-inline uint32_t ToKey(uint32_t bits) { return (bits & 0x80000000u) ? ~bits : bits | 0x80000000u; }
-inline uint32_t FromKey(uint32_t key) { return (key & 0x80000000u) ? key & 0x7FFFFFFFu : ~key; }
+inline uint32_t ToKey(uint32_t bits) { return KDFloatKeyFromBits(bits); }
+inline uint32_t FromKey(uint32_t key) { return KDFloatBitsFromKey(key); }
 
 inline uint32_t Digit0(uint32_t key) { return key & 0x7FFu; }
 inline uint32_t Digit1(uint32_t key) { return (key >> 11) & 0x7FFu; }

@@ -79,7 +79,8 @@ void localFindBestSplitSortSearch(KDEventArrays* events, const KDTriangleRef* re
   for (int axis = 0; axis < 3; ++axis) {
     KDAxisEvents held;
     held.lowCount = -1;
-    localEvaluateAxis(events->axis[0], refs, count, box, axis, &candidates[axis], &held);
+    localEvaluateAxis(events->axis[0], events->sorted, refs, count, box, axis, &candidates[axis],
+                      &held);
   }
   Decide(candidates, count, leafCost, qualityScale, decision);
 }
@@ -104,8 +105,8 @@ void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef*
 #pragma omp parallel for num_threads(liveCount) schedule(static)
     for (int k = 0; k < liveCount; ++k) {
       const int axis = live[k];
-      localEvaluateAxis(events->axis[axis], refs, count, box, axis, &candidates[axis],
-                        &events->held[axis]);
+      localEvaluateAxis(events->axis[axis], events->sorted, refs, count, box, axis,
+                        &candidates[axis], &events->held[axis]);
     }
   }
   Decide(candidates, count, leafCost, qualityScale, decision);

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "kdtree/kd_sorted_events.h"
 #include "kdtree/kd_split_search_reference.h"
 
 // The answer for one axis, and then for the node.
@@ -35,6 +36,9 @@ struct KDAxisEvents {
 
 struct KDEventArrays {
   float* axis[3][4];
+  // The node's events kept sorted by the walk, or null.  Axes they serve
+  // (localSortedAxisServes) are swept from them without gathering.
+  const KDSortedEvents* sorted;
   // After the search of a large node, what each axis's arrays hold.  A node
   // cut off from empty space keeps its parent's references, and so its
   // parent's events.
@@ -76,13 +80,14 @@ void localFindBestSplitSortSearch_MT(KDEventArrays* events, const KDTriangleRef*
                                      int32_t count, const float box[6],
                                      qelrSplitDecision* decision, float qualityScale);
 
-// One axis: gathers and sorts the events into `arrays` and sweeps them.
-// `candidate->cost` holds the leaf cost on entry and keeps it when the axis
-// has no plane to offer.  `held` tells what the arrays hold already (events
-// of these same references, or nothing) and is kept up to date.
-void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
-                       const float box[6], int axis, qelrSplitDecision* candidate,
-                       KDAxisEvents* held);
+// One axis: sweeps the kept sorted events where they serve, else gathers
+// and sorts the events into `arrays` and sweeps those.  `candidate->cost`
+// holds the leaf cost on entry and keeps it when the axis has no plane to
+// offer.  `held` tells what the arrays hold already (events of these same
+// references, or nothing) and is kept up to date.  `sorted` may be null.
+void localEvaluateAxis(float* const arrays[4], const KDSortedEvents* sorted,
+                       const KDTriangleRef* refs, int32_t count, const float box[6], int axis,
+                       qelrSplitDecision* candidate, KDAxisEvents* held);
 
 // The sorted events of one axis and what the sweeps need of the box.
 struct KDSweepInput {

@@ -129,27 +129,43 @@ void localForgetSortedEvents(KDEventArrays* events) {
   for (KDAxisEvents& held : events->held) held.lowCount = -1;
 }
 
-void localEvaluateAxis(float* const arrays[4], const KDTriangleRef* refs, int32_t count,
-                       const float box[6], int axis, qelrSplitDecision* candidate,
-                       KDAxisEvents* held) {
+void localEvaluateAxis(float* const arrays[4], const KDSortedEvents* sorted,
+                       const KDTriangleRef* refs, int32_t count, const float box[6], int axis,
+                       qelrSplitDecision* candidate, KDAxisEvents* held) {
   const float low = box[axis];
   const float high = box[axis + 3];
   // A flat axis keeps the leaf cost and so can never win.
   if (!(high - low > kKDFlatExtent)) return;
 
-  if (held->lowCount < 0) Gather(arrays, refs, count, axis, held);
-
   KDSweepInput in;
-  in.lows = arrays[kKDLows];
-  in.highs = arrays[kKDHighs];
-  in.n = held->lowCount;
-  in.flats = arrays[kKDFlats];
-  in.f = held->flatCount;
   in.low = low;
   in.high = high;
   const int a1 = (axis + 1) % 3, a2 = (axis + 2) % 3;
   in.extent1 = box[a1 + 3] - box[a1];
   in.extent2 = box[a2 + 3] - box[a2];
+
+  if (sorted != nullptr && localSortedAxisServes(*sorted, axis)) {
+    // The kept events are the sorted arrays themselves.
+    in.lows = sorted->Lows(axis);
+    in.highs = sorted->Highs(axis);
+    in.n = sorted->lowCount[axis];
+    in.flats = sorted->Flats(axis);
+    in.f = sorted->FlatCount(axis);
+    if (in.extent1 <= kKDFlatExtent && in.extent2 <= kKDFlatExtent) return;
+    if (in.f == 0)
+      localSweep(in, candidate);
+    else
+      localSweepFlats(in, candidate);
+    return;
+  }
+
+  if (held->lowCount < 0) Gather(arrays, refs, count, axis, held);
+
+  in.lows = arrays[kKDLows];
+  in.highs = arrays[kKDHighs];
+  in.n = held->lowCount;
+  in.flats = arrays[kKDFlats];
+  in.f = held->flatCount;
   // A box flat on both other axes has no area to weigh the sides with.
   if (in.extent1 <= kKDFlatExtent && in.extent2 <= kKDFlatExtent) return;
 

@@ -13,7 +13,7 @@ qelrSplitDecision Axis(PolygonSoup& soup, const float box[6], int axis) {
   qelrSplitDecision d{leafCost, 0.0f, axis, 0, 0, 0}, want = d;
   KDAxisEvents held;
   held.lowCount = -1;
-  localEvaluateAxis(soup.Events()->axis[axis], soup.refs.data(), soup.Count(), box, axis, &d, &held);
+  localEvaluateAxis(soup.Events()->axis[axis], nullptr, soup.refs.data(), soup.Count(), box, axis, &d, &held);
   ref::EvaluateAxis(soup.polygons, box, axis, want);
   EXPECT_TRUE(SameDecision(want, d));
   return d;

@@ -42,6 +42,7 @@ struct PolygonSoup {
     for (int a = 0; a < 3; ++a)
       for (int k = 0; k < 4; ++k) events.axis[a][k] = eventStorage.data() + (a * 4 + k) * n;
     localForgetSortedEvents(&events);
+    events.sorted = nullptr;
     return &events;
   }
 
