@@ -14,6 +14,7 @@ qelStatus localKDBuildInMemory(const float* vertices, const int32_t* triangles,
   if (status != StatusOk) return status;
   c->qualityScale = localQualityScale(settings.qualityLevel);
   c->depthLimit = settings.depthLimit;
+  c->keepSortedEvents = settings.keepSortedEvents;
 
   status = localKDFirstReferences(c, vertices, triangles, vertexCount, triangleCount,
                                   settings.clipBox);

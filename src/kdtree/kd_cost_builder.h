@@ -86,6 +86,7 @@ struct KDCostContext {
   // What the walk needs besides the memory.
   float qualityScale;
   uint32_t depthLimit;
+  bool keepSortedEvents;
   float rootBox[6];
   int32_t rootCount;
   KDBuildNode* root;
@@ -97,6 +98,9 @@ struct KDCostSettings {
   float qualityLevel;
   uint32_t byteLimit;
   const float* clipBox;  // null: the root box is the vertices' bounding box
+  // Whether the walk keeps events sorted from node to node; without, every
+  // node gathers and sorts its own (the same tree, more slowly).
+  bool keepSortedEvents = true;
 };
 
 // ---- kd_cost_builder_memory.cpp ----

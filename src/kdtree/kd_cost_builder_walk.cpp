@@ -148,7 +148,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
   c->root->target = work;
   if (c->rootCount == 0) return StatusOk;
   KDKeptEvents* kept = &c->kept;
-  if (c->depthLimit > 0) {
+  if (c->depthLimit > 0 && c->keepSortedEvents) {
     status = localKDKeepEvents(c);
     if (status != StatusOk) return status;
     if (kept->inUse) localSortEventsOf(work, c->rootCount, kept->room, &kept->current);
