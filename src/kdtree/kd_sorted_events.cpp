@@ -117,28 +117,54 @@ struct ChildStream {
   void Finish() { CutsBelow(~uint64_t(0)); }
 };
 
+// Both children's cut events below `key` go in; returns the lesser of the
+// next two cut keys.  Kept out of the loop, which rarely needs it.
+__attribute__((noinline)) uint64_t CutsBelow(uint64_t key, ChildStream* left, ChildStream* right) {
+  left->CutsBelow(key);
+  right->CutsBelow(key);
+  return std::min(left->nextCutKey, right->nextCutKey);
+}
+
+constexpr int32_t kRouteAhead = 16;
+
 // Splits one sorted list of the parent between the two children.  Every
 // event is written to both children and kept by the one its reference
 // went to, which spares a branch that no predictor could guess; so each
-// stream may write one slot past its end.
+// stream may write one slot past its end.  Cut events are few: the loop
+// stops for them only when a key passes the lesser of the next two.
 void SplitList(const float* values, const int32_t* refIndex, int32_t count, const uint32_t* route,
                ChildStream* left, ChildStream* right) {
+  float* leftValues = left->values;
+  int32_t* leftIndex = left->refIndex;
+  float* rightValues = right->values;
+  int32_t* rightIndex = right->refIndex;
+  int32_t nl = left->written, nr = right->written;
+  uint64_t nextCut = std::min(left->nextCutKey, right->nextCutKey);
   for (int32_t k = 0; k < count; ++k) {
+    // The routes are read in no order: ask for them early.
+    if (k + kRouteAhead < count) __builtin_prefetch(route + refIndex[k + kRouteAhead]);
     const uint32_t to = route[refIndex[k]];
     if (to == kKDRouteCut) continue;  // its parts come from the cut lists
     const float value = values[k];
     const uint64_t key = KDFloatKey(value);
-    left->CutsBelow(key);
-    right->CutsBelow(key);
+    if (key > nextCut) {
+      left->written = nl;
+      right->written = nr;
+      nextCut = CutsBelow(key, left, right);
+      nl = left->written;
+      nr = right->written;
+    }
     const int32_t index = static_cast<int32_t>(to & ~kKDRouteRight);
     const int32_t toRight = static_cast<int32_t>(to >> 31);
-    left->values[left->written] = value;
-    left->refIndex[left->written] = index;
-    right->values[right->written] = value;
-    right->refIndex[right->written] = index;
-    left->written += 1 - toRight;
-    right->written += toRight;
+    leftValues[nl] = value;
+    leftIndex[nl] = index;
+    rightValues[nr] = value;
+    rightIndex[nr] = index;
+    nl += 1 - toRight;
+    nr += toRight;
   }
+  left->written = nl;
+  right->written = nr;
   left->Finish();
   right->Finish();
 }
