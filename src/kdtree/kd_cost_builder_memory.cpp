@@ -174,7 +174,7 @@ qelStatus localKDKeepEvents(KDCostContext* context) {
   const int64_t bytes[5] = {
       8 * nodeSlots, 8 * nodeSlots, 8 * waitingSlots,
       static_cast<int64_t>(sizeof(uint32_t) + sizeof(KDCutParts)) * roots,
-      3 * static_cast<int64_t>(sizeof(uint64_t)) * roots};
+      6 * static_cast<int64_t>(sizeof(uint64_t)) * roots};
   for (int64_t b : bytes)
     if (b > 0x7FFFFFFF) return StatusOk;  // too large a scene: sort node by node
   for (int k = 0; k < 5; ++k) {
@@ -193,8 +193,8 @@ qelStatus localKDKeepEvents(KDCostContext* context) {
   kept.cuts = reinterpret_cast<KDCutParts*>(kept.route + roots);
   uint64_t* room = static_cast<uint64_t*>(kept.blocks[4]);
   kept.room.leftCuts = room;
-  kept.room.rightCuts = room + roots;
-  kept.room.spare = room + 2 * static_cast<int64_t>(roots);
+  kept.room.rightCuts = room + 2 * static_cast<int64_t>(roots);
+  kept.room.spare = room + 4 * static_cast<int64_t>(roots);
   kept.inUse = true;
   return StatusOk;
 }

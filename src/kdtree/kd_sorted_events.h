@@ -8,32 +8,45 @@
 // went to that side unchanged, in the order they had, merged with the
 // freshly sorted events of the parts that a cut made.
 //
-// Order is the order of the unsigned keys of the radix sort (-0 below +0,
-// NaNs at the ends).  Where a node's events hold neither a zero nor a NaN
-// every correct sort gives the same bits, so the kept events serve the
-// search as they are; otherwise the search gathers and sorts that axis the
-// way it always has (see localSortedAxisServes).
+// Starts alone, and ends alone, stand in the order of the unsigned keys of
+// the radix sort (-0 below +0, NaNs at the ends).  Where a node's events
+// hold neither a zero nor a NaN every correct sort gives the same bits, so
+// the kept events serve the search as they are; otherwise the search
+// gathers and sorts that axis the way it always has (see
+// localSortedAxisServes).
 #pragma once
 
 #include <cstdint>
 
 #include "kdtree/kd_split_search_reference.h"
 
-// The events of one node.  Each axis has 2 * count slots: the starts of
-// the polygons that are not flat on it at [0, n), the coordinates of the
-// flat ones at [n, count), and the ends at [count, count + n).  Each event
-// carries the index of its reference in the node's list.
+// The events of one node.  Each axis has 2 * count slots: the starts and
+// ends of the polygons that are not flat on it as one list of 2 * n
+// events, then the coordinates of the flat ones at [2n, 2n + f).  Each
+// event carries the index of its reference in the node's list, with
+// kKDEventEnd set for an end.
+//
+// The starts and ends stand in one list in the order in which the sweep
+// visits them: by value (zeros of both signs together), a start before an
+// end of the same value, -0 before +0.  Starts alone are then in key
+// order, and so are ends alone.
 struct KDSortedEvents {
   float* values;
   int32_t* refIndex;
   int32_t count;
-  int32_t lowCount[3];
+  int32_t lowCount[3];  // n: starts, and ends, on each axis
 
-  const float* Lows(int axis) const { return values + 2 * static_cast<int64_t>(count) * axis; }
-  const float* Flats(int axis) const { return Lows(axis) + lowCount[axis]; }
-  const float* Highs(int axis) const { return Lows(axis) + count; }
+  const float* Events(int axis) const { return values + 2 * static_cast<int64_t>(count) * axis; }
+  const int32_t* EventTags(int axis) const {
+    return refIndex + 2 * static_cast<int64_t>(count) * axis;
+  }
+  int32_t EventCount(int axis) const { return 2 * lowCount[axis]; }
+  const float* Flats(int axis) const { return Events(axis) + EventCount(axis); }
   int32_t FlatCount(int axis) const { return count - lowCount[axis]; }
 };
+
+constexpr int32_t kKDEventEnd = static_cast<int32_t>(0x80000000u);
+constexpr int32_t kKDEventIndexMask = 0x7FFFFFFF;
 
 // Slots one node of `count` references takes, with one spare slot that a
 // merge may write past the end.
@@ -50,7 +63,7 @@ struct KDCutParts {
 };
 
 // Working room of one split of events: sort buffers for the cut parts'
-// events, each with room for `capacity` references.
+// events, each with room for two events of `capacity` references.
 struct KDEventSplitRoom {
   uint64_t* leftCuts;
   uint64_t* rightCuts;
@@ -80,3 +93,6 @@ void localCopyEvents(const KDSortedEvents& from, KDSortedEvents* to);
 // long start and end lists puts them in key order, as kept here, but the
 // quicksort of short lists and of the flat coordinates does not.
 bool localSortedAxisServes(const KDSortedEvents& events, int axis);
+
+// The starts and the ends of an axis as two lists, each in key order.
+void localSplitStartsAndEnds(const KDSortedEvents& events, int axis, float* lows, float* highs);

@@ -104,6 +104,11 @@ struct KDSweepInput {
 // Both fill cost, position, leftCount, rightCount and flatSide.
 void localSweep(const KDSweepInput& in, qelrSplitDecision* result);
 void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result);
+// localSweep with the starts and ends given as one list of 2 * n events in
+// the kept order (kd_sorted_events.h) rather than as two lists; for events
+// without NaNs.  The same planes in the same order, the same result.
+void localSweepEvents(const KDSweepInput& in, const float* events, const int32_t* tags,
+                      qelrSplitDecision* result);
 // The sweeps' first step on its own: cuts off an empty end of the box when
 // one is wide enough, given the sorted lists' first and last values (the
 // lows and highs themselves are not read).  True when a cut was taken.

@@ -145,13 +145,24 @@ void localEvaluateAxis(float* const arrays[4], const KDSortedEvents* sorted,
   in.extent2 = box[a2 + 3] - box[a2];
 
   if (sorted != nullptr && localSortedAxisServes(*sorted, axis)) {
-    // The kept events are the sorted arrays themselves.
-    in.lows = sorted->Lows(axis);
-    in.highs = sorted->Highs(axis);
+    // The kept events are sorted already.
     in.n = sorted->lowCount[axis];
     in.flats = sorted->Flats(axis);
     in.f = sorted->FlatCount(axis);
     if (in.extent1 <= kKDFlatExtent && in.extent2 <= kKDFlatExtent) return;
+    const float* events = sorted->Events(axis);
+    const int32_t m = sorted->EventCount(axis);
+    // In event order NaNs sit at the two ends.
+    const bool holdsNaN = m > 0 && (events[0] != events[0] || events[m - 1] != events[m - 1]);
+    if (in.f == 0 && !holdsNaN) {
+      localSweepEvents(in, events, sorted->EventTags(axis), candidate);
+      return;
+    }
+    // The sweep with flats, or with NaNs, takes starts and ends apart.
+    localSplitStartsAndEnds(*sorted, axis, arrays[kKDLows], arrays[kKDHighs]);
+    held->lowCount = -1;  // the arrays no longer hold what was gathered
+    in.lows = arrays[kKDLows];
+    in.highs = arrays[kKDHighs];
     if (in.f == 0)
       localSweep(in, candidate);
     else

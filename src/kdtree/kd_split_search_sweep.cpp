@@ -83,6 +83,84 @@ inline int32_t SkipUpTo(const float* values, int32_t from, int32_t count, float 
   return from;
 }
 
+// The planes of one list of starts and ends in event order.  Each run of
+// equal values is a plane at its first value (a start if it has one, and
+// -0 before +0, as the two-list walk picks it), with the starts before the
+// run on the low side and the ends up to the run's last off the high side.
+// The runs are found in blocks without a branch on the data (the two-list
+// walk branches on every event the way no predictor can guess), then
+// their costs are weighed in order.
+class EventRuns {
+ public:
+  EventRuns(const SweepFrame& frame, int32_t n) : frame_(frame), n_(n) {
+    runT_[1] = 0.0f;  // n is never 0; this only quiets the compiler
+    runL_[1] = 0;
+  }
+
+  void Sweep(const float* events, const int32_t* tags, double* best, float* bestT, int32_t* bestL,
+             int32_t* bestH) {
+    best_ = *best;
+    bestT_ = *bestT;
+    bestL_ = *bestL;
+    bestH_ = *bestH;
+    const int32_t total = 2 * n_;
+    // Slot 0 is the run still open from the block before (none at first).
+    int32_t open = 0;
+    float previous = __builtin_nanf("");  // equal to nothing: the first event opens a run
+    int32_t starts = 0, ends = 0;
+    for (int32_t from = 0; from < total; from += kBlock) {
+      const int32_t to = from + kBlock < total ? from + kBlock : total;
+      for (int32_t k = from; k < to; ++k) {
+        const float value = events[k];
+        // Written every time, right once the run closes.
+        runH_[open] = n_ - ends;
+        const int32_t opens = !(value == previous);
+        runT_[open + 1] = value;
+        runL_[open + 1] = starts;
+        open += opens;
+        const int32_t isEnd = static_cast<int32_t>(static_cast<uint32_t>(tags[k]) >> 31);
+        starts += 1 - isEnd;
+        ends += isEnd;
+        previous = value;
+      }
+      Weigh(1, open);  // the runs closed in this block
+      runT_[1] = runT_[open];
+      runL_[1] = runL_[open];
+      open = open > 0 ? 1 : 0;
+    }
+    runH_[open] = n_ - ends;  // the last run is the last end's, with h 0
+    Weigh(1, open + 1);
+    *best = best_;
+    *bestT = bestT_;
+    *bestL = bestL_;
+    *bestH = bestH_;
+  }
+
+ private:
+  static constexpr int32_t kBlock = 256;
+
+  // Runs [first, end) in order; among equal costs the lowest plane stays.
+  void Weigh(int32_t first, int32_t end) {
+    for (int32_t r = first; r < end; ++r) {
+      const double cost = PlaneCost(frame_, runT_[r], runL_[r], runH_[r]);
+      if (cost < best_) {
+        best_ = cost;
+        bestT_ = runT_[r];
+        bestL_ = runL_[r];
+        bestH_ = runH_[r];
+      }
+    }
+  }
+
+  const SweepFrame& frame_;
+  const int32_t n_;
+  double best_;
+  float bestT_;
+  int32_t bestL_, bestH_;
+  float runT_[kBlock + 2];
+  int32_t runL_[kBlock + 2], runH_[kBlock + 2];
+};
+
 }  // namespace
 
 bool localTakeEndCut(const KDSweepInput& in, float first, float last, qelrSplitDecision* result) {
@@ -206,5 +284,19 @@ void localSweepFlats(const KDSweepInput& in, qelrSplitDecision* result) {
   }
   // A plane of the sweep replaces the face planes only where it is cheaper.
   if (swept) Take(result, bestT, bestL, bestH, bestSide);
+  result->cost = static_cast<double>(frame.s) * best;
+}
+
+void localSweepEvents(const KDSweepInput& in, const float* events, const int32_t* tags,
+                      qelrSplitDecision* result) {
+  const SweepFrame frame = MakeFrame(in);
+  const int32_t n = in.n;
+  // The first event is the first start and the last the last end.
+  if (TakeEndCut(frame, n, events[0], events[2 * n - 1], 1, 1, result)) return;
+  double best = DBL_MAX;
+  float bestT = events[0];
+  int32_t bestL = 0, bestH = n;
+  EventRuns(frame, n).Sweep(events, tags, &best, &bestT, &bestL, &bestH);
+  Take(result, bestT, bestL, bestH, 1);
   result->cost = static_cast<double>(frame.s) * best;
 }

@@ -77,35 +77,36 @@ TEST(CostBuilderKeptEvents, SameStatusAndTreeWithNaNCoordinates) {
 }
 
 // Kept events serve an axis unless a zero or a NaN sits where the search's
-// own sort would order it differently: in short start and end lists, and
-// in flat coordinates at any length.
+// own sort would order it differently: among short start and end lists,
+// and among flat coordinates at any length.
 TEST(CostBuilderKeptEvents, AxisServesUnlessZerosOrNaNsAreOrderedByTheQuicksort) {
-  auto events = [](std::vector<float> lows, std::vector<float> flats, std::vector<float> highs) {
+  // Starts and ends as one list in event order, then the flats (axis 0).
+  auto events = [](std::vector<float> startsAndEnds, std::vector<float> flats) {
     static std::vector<float> values;
-    static std::vector<int32_t> index;
-    const int32_t count = int32_t(lows.size() + flats.size());
-    values.assign(size_t(KDSortedEventSlots(count)), 0.0f);
-    index.assign(values.size(), 0);
-    KDSortedEvents e{values.data(), index.data(), count, {int32_t(lows.size()), count, count}};
-    std::copy(lows.begin(), lows.end(), values.begin());
-    std::copy(flats.begin(), flats.end(), values.begin() + lows.size());
-    std::copy(highs.begin(), highs.end(), values.begin() + count);
+    static std::vector<int32_t> tags;
+    const int32_t starts = int32_t(startsAndEnds.size() / 2);
+    const int32_t count = starts + int32_t(flats.size());
+    values.assign(size_t(KDSortedEventSlots(count)), 1.0f);
+    tags.assign(values.size(), 0);
+    KDSortedEvents e{values.data(), tags.data(), count, {starts, count, count}};
+    std::copy(startsAndEnds.begin(), startsAndEnds.end(), values.begin());
+    std::copy(flats.begin(), flats.end(), values.begin() + startsAndEnds.size());
     return e;
   };
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_TRUE(localSortedAxisServes(events({-2, 1}, {0.5f}, {-1, 3}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-2, -0.0f}, {}, {-1, 3}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-2, 1}, {}, {0.0f, 3}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-2, 1}, {-0.0f}, {-1, 3}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-2, 1}, {}, {-1, nan}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-nan, 1}, {}, {-1, 3}), 0));
-  EXPECT_FALSE(localSortedAxisServes(events({-2, 1}, {0.5f, nan}, {-1, 3}), 0));
+  EXPECT_TRUE(localSortedAxisServes(events({-2, -1, 1, 3}, {0.5f}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-2, -1, -0.0f, 3}, {}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-2, 0.0f, 1, 3}, {}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-2, -1, 1, 3}, {-0.0f}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-2, -1, 1, nan}, {}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-nan, -1, 1, 3}, {}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events({-2, -1, 1, 3}, {0.5f, nan}), 0));
   // From 321 starts on, the radix sort orders zeros and NaNs by key too.
-  std::vector<float> lows(321), highs(321);
-  for (int k = 0; k < 321; ++k) lows[k] = float(k - 160), highs[k] = float(k - 150);
-  lows[160] = -0.0f;
-  EXPECT_TRUE(localSortedAxisServes(events(lows, {2.5f}, highs), 0));
-  EXPECT_FALSE(localSortedAxisServes(events(lows, {0.0f}, highs), 0));
+  std::vector<float> startsAndEnds(642);
+  for (int k = 0; k < 642; ++k) startsAndEnds[k] = float(k - 321);
+  startsAndEnds[321] = -0.0f;
+  EXPECT_TRUE(localSortedAxisServes(events(startsAndEnds, {2.5f}), 0));
+  EXPECT_FALSE(localSortedAxisServes(events(startsAndEnds, {0.0f}), 0));
 }
 
 }  // namespace
