@@ -111,6 +111,7 @@ struct ChildStream {
   int32_t cutCount;
   int32_t cutAt;
   uint64_t nextCutOrder;  // above every order when no cut event is left
+  float nextCutValue;     // infinity when none is left
 
   void Start(float* v, int32_t* t, const uint64_t* c, int32_t n) {
     values = v;
@@ -121,7 +122,10 @@ struct ChildStream {
     cutAt = 0;
     Advance();
   }
-  void Advance() { nextCutOrder = cutAt < cutCount ? PackedOrder(cuts[cutAt]) : ~uint64_t(0); }
+  void Advance() {
+    nextCutOrder = cutAt < cutCount ? PackedOrder(cuts[cutAt]) : ~uint64_t(0);
+    nextCutValue = cutAt < cutCount ? ValueOf(cuts[cutAt]) : __builtin_inff();
+  }
   // Cut events before `order` go first.  (Events of equal order are equal
   // floats of one kind, so their order among themselves shows in nothing.)
   void CutsBelow(uint64_t order) {
@@ -136,12 +140,24 @@ struct ChildStream {
   void Finish() { CutsBelow(~uint64_t(0)); }
 };
 
-// Both children's cut events before `order` go in; returns the lesser of
-// the next two cut orders.  Kept out of the loop, which rarely needs it.
-__attribute__((noinline)) uint64_t CutsBelow(uint64_t order, ChildStream* left, ChildStream* right) {
+// A value below which no event needs to look at the cut lists: the lesser
+// of the next two cut values (an event that compares below it comes before
+// both in the order).  NaN, which sends every event to look, if either is.
+inline float QuickBound(const ChildStream& left, const ChildStream& right) {
+  const float a = left.nextCutValue, b = right.nextCutValue;
+  if (a != a || b != b) return a + b;
+  return a < b ? a : b;
+}
+
+// Both children's cut events before the event (value, isEnd) go in, with
+// the exact order; returns the new quick bound.  Kept out of the loop,
+// which rarely needs it.
+__attribute__((noinline)) float CutsBefore(float value, uint32_t isEnd, ChildStream* left,
+                                          ChildStream* right) {
+  const uint64_t order = OrderOf(value, isEnd);
   left->CutsBelow(order);
   right->CutsBelow(order);
-  return std::min(left->nextCutOrder, right->nextCutOrder);
+  return QuickBound(*left, *right);
 }
 
 constexpr int32_t kRouteAhead = 16;
@@ -150,7 +166,7 @@ constexpr int32_t kRouteAhead = 16;
 // event is written to both children and kept by the one its reference
 // went to, which spares a branch that no predictor could guess; so each
 // stream may write one slot past its end.  Cut events are few: the loop
-// stops for them only when an event passes the lesser of the next two.
+// stops for them only when an event reaches the quick bound.
 void SplitList(const float* values, const int32_t* tags, int32_t count, const uint32_t* route,
                ChildStream* left, ChildStream* right) {
   float* leftValues = left->values;
@@ -158,7 +174,7 @@ void SplitList(const float* values, const int32_t* tags, int32_t count, const ui
   float* rightValues = right->values;
   int32_t* rightTags = right->tags;
   int32_t nl = left->written, nr = right->written;
-  uint64_t nextCut = std::min(left->nextCutOrder, right->nextCutOrder);
+  float bound = QuickBound(*left, *right);
   for (int32_t k = 0; k < count; ++k) {
     // The routes are read in no order: ask for them early.
     if (k + kRouteAhead < count) __builtin_prefetch(route + (tags[k + kRouteAhead] & kKDEventIndexMask));
@@ -167,11 +183,10 @@ void SplitList(const float* values, const int32_t* tags, int32_t count, const ui
     if (to == kKDRouteCut) continue;  // its parts come from the cut lists
     const float value = values[k];
     const uint32_t endBit = static_cast<uint32_t>(tag) & 0x80000000u;
-    const uint64_t order = OrderOf(value, endBit >> 31);
-    if (order > nextCut) {
+    if (!(value < bound)) {
       left->written = nl;
       right->written = nr;
-      nextCut = CutsBelow(order, left, right);
+      bound = CutsBefore(value, endBit >> 31, left, right);
       nl = left->written;
       nr = right->written;
     }
