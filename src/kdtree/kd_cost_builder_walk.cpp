@@ -231,8 +231,11 @@ qelStatus localKDGrowTree(KDCostContext* c) {
       }
       c->refPool.cursor = static_cast<uint32_t>(rightEnd);
       frame.refCursor = static_cast<uint32_t>(leftEnd);
+      // The right list's room is reserved (and its failure point kept), but
+      // the list itself is written into the working list in place: each
+      // reference gives it at most one, so it never overtakes its reading.
       KDTriangleRef* left = c->refPool.base + c0;
-      KDTriangleRef* right = c->refPool.base + leftEnd;
+      KDTriangleRef* right = work;
 
       int32_t nl = 0, nr = 0;
       PartitionRoutes routes = {kept->inUse ? kept->route : nullptr, kept->cuts, 0};
@@ -243,7 +246,6 @@ qelStatus localKDGrowTree(KDCostContext* c) {
 
       // Points made by the cuts belong to both children's references.
       saved.clipCursor = frame.clipCursor = c->clipPool.cursor;
-      std::memcpy(work, right, sizeof(KDTriangleRef) * static_cast<size_t>(nr));
       pair[0].value.count = nl;
       pair[0].target = left;
       pair[1].value.count = nr;
