@@ -60,7 +60,7 @@ struct KDKeptEvents {
   KDSortedEvents current;
   KDSortedEvents next;
   float* waitingValues;
-  int32_t* waitingRefIndex;
+  int32_t* waitingTags;
   uint32_t waitingBase;  // the pool index that slot 0 mirrors
   uint32_t* route;       // per reference of a split node
   KDCutParts* cuts;

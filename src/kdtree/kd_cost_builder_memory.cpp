@@ -181,13 +181,13 @@ qelStatus localKDKeepEvents(KDCostContext* context) {
     kept.blocks[k] = ownAllocBytes(static_cast<int32_t>(bytes[k]));
     if (kept.blocks[k] == nullptr) return StatusNoMemory;
   }
-  auto halves = [](void* block, int64_t slots, float** values, int32_t** refIndex) {
+  auto halves = [](void* block, int64_t slots, float** values, int32_t** tags) {
     *values = static_cast<float*>(block);
-    *refIndex = reinterpret_cast<int32_t*>(*values + slots);
+    *tags = reinterpret_cast<int32_t*>(*values + slots);
   };
-  halves(kept.blocks[0], nodeSlots, &kept.current.values, &kept.current.refIndex);
-  halves(kept.blocks[1], nodeSlots, &kept.next.values, &kept.next.refIndex);
-  halves(kept.blocks[2], waitingSlots, &kept.waitingValues, &kept.waitingRefIndex);
+  halves(kept.blocks[0], nodeSlots, &kept.current.values, &kept.current.tags);
+  halves(kept.blocks[1], nodeSlots, &kept.next.values, &kept.next.tags);
+  halves(kept.blocks[2], waitingSlots, &kept.waitingValues, &kept.waitingTags);
   kept.waitingBase = static_cast<uint32_t>(roots);
   kept.route = static_cast<uint32_t*>(kept.blocks[3]);
   kept.cuts = reinterpret_cast<KDCutParts*>(kept.route + roots);

@@ -95,7 +95,7 @@ void SplitKeptEvents(KDKeptEvents* kept, const PartitionRoutes& routes, const KD
   KDSortedEvents first;
   const int64_t slot = 6 * static_cast<int64_t>(leftPlace - kept->waitingBase);
   first.values = kept->waitingValues + slot;
-  first.refIndex = kept->waitingRefIndex + slot;
+  first.tags = kept->waitingTags + slot;
   first.count = leftCount;
   kept->next.count = rightCount;
   localSplitEvents(kept->current, routes.route, routes.cuts, routes.cutCount, left, right,
@@ -111,7 +111,7 @@ void ResumeKeptEvents(KDKeptEvents* kept, const WorkFrame& frame, int32_t count)
   KDSortedEvents waiting;
   const int64_t slot = 6 * static_cast<int64_t>(frame.refCursor - kept->waitingBase);
   waiting.values = kept->waitingValues + slot;
-  waiting.refIndex = kept->waitingRefIndex + slot;
+  waiting.tags = kept->waitingTags + slot;
   waiting.count = count;
   for (int axis = 0; axis < 3; ++axis) waiting.lowCount[axis] = frame.lowCount[axis];
   localCopyEvents(waiting, &kept->current);

@@ -253,7 +253,7 @@ void localSortEventsOf(const KDTriangleRef* refs, int32_t count, const KDEventSp
       SortPacked(room.leftCuts, room.spare, n);
       if (list == kStartsAndEnds) events->lowCount[axis] = n / 2;
       const int64_t at = ListOffset(count, axis, list, events->lowCount[axis]);
-      Unpack(room.leftCuts, n, events->values + at, events->refIndex + at);
+      Unpack(room.leftCuts, n, events->values + at, events->tags + at);
     }
   }
 }
@@ -271,11 +271,11 @@ void localSplitEvents(const KDSortedEvents& parent, const uint32_t* route, const
       for (int side = 0; side < 2; ++side) {
         KDSortedEvents* child = children[side];
         const int64_t at = ListOffset(child->count, axis, list, child->lowCount[axis]);
-        streams[side].Start(child->values + at, child->refIndex + at,
+        streams[side].Start(child->values + at, child->tags + at,
                             side == 0 ? room.leftCuts : room.rightCuts, side == 0 ? leftCuts : rightCuts);
       }
       const int64_t from = ListOffset(parent.count, axis, list, parent.lowCount[axis]);
-      SplitList(parent.values + from, parent.refIndex + from, ListLength(parent, axis, list), route,
+      SplitList(parent.values + from, parent.tags + from, ListLength(parent, axis, list), route,
                 &streams[0], &streams[1]);
       if (list == kStartsAndEnds)
         for (int side = 0; side < 2; ++side) children[side]->lowCount[axis] = streams[side].written / 2;
@@ -286,7 +286,7 @@ void localSplitEvents(const KDSortedEvents& parent, const uint32_t* route, const
 void localCopyEvents(const KDSortedEvents& from, KDSortedEvents* to) {
   const size_t slots = 6 * static_cast<size_t>(from.count);
   std::memcpy(to->values, from.values, sizeof(float) * slots);
-  std::memcpy(to->refIndex, from.refIndex, sizeof(int32_t) * slots);
+  std::memcpy(to->tags, from.tags, sizeof(int32_t) * slots);
   to->count = from.count;
   for (int axis = 0; axis < 3; ++axis) to->lowCount[axis] = from.lowCount[axis];
 }

@@ -23,7 +23,7 @@
 // The events of one node.  Each axis has 2 * count slots: the starts and
 // ends of the polygons that are not flat on it as one list of 2 * n
 // events, then the coordinates of the flat ones at [2n, 2n + f).  Each
-// event carries the index of its reference in the node's list, with
+// event has a tag: the index of its reference in the node's list, with
 // kKDEventEnd set for an end.
 //
 // The starts and ends stand in one list in the order in which the sweep
@@ -32,13 +32,13 @@
 // order, and so are ends alone.
 struct KDSortedEvents {
   float* values;
-  int32_t* refIndex;
+  int32_t* tags;
   int32_t count;
   int32_t lowCount[3];  // n: starts, and ends, on each axis
 
   const float* Events(int axis) const { return values + 2 * static_cast<int64_t>(count) * axis; }
   const int32_t* EventTags(int axis) const {
-    return refIndex + 2 * static_cast<int64_t>(count) * axis;
+    return tags + 2 * static_cast<int64_t>(count) * axis;
   }
   int32_t EventCount(int axis) const { return 2 * lowCount[axis]; }
   const float* Flats(int axis) const { return Events(axis) + EventCount(axis); }
@@ -78,7 +78,7 @@ void localSortEventsOf(const KDTriangleRef* refs, int32_t count, const KDEventSp
 // A split node's events handed to its two children.  `route` has one
 // entry per parent reference; `cuts` lists the cut ones, whose parts are
 // left[cut.left] and right[cut.right].  `leftEvents` and `rightEvents`
-// come with their values, refIndex and count set.
+// come with their values, tags and count set.
 void localSplitEvents(const KDSortedEvents& parent, const uint32_t* route, const KDCutParts* cuts,
                       int32_t cutCount, const KDTriangleRef* left, const KDTriangleRef* right,
                       const KDEventSplitRoom& room, KDSortedEvents* leftEvents,
