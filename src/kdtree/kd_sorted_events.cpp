@@ -268,6 +268,8 @@ void localSplitEvents(const KDSortedEvents& parent, const uint32_t* route, const
       ChildStream streams[2];
       const int32_t leftCuts = CutEvents(left, cuts, cutCount, true, axis, list, room.leftCuts, room.spare);
       const int32_t rightCuts = CutEvents(right, cuts, cutCount, false, axis, list, room.rightCuts, room.spare);
+      // Most axes have no flat polygons at all: nothing to hand on.
+      if (list == kFlatList && leftCuts + rightCuts + ListLength(parent, axis, list) == 0) continue;
       for (int side = 0; side < 2; ++side) {
         KDSortedEvents* child = children[side];
         const int64_t at = ListOffset(child->count, axis, list, child->lowCount[axis]);
