@@ -121,8 +121,8 @@ const float** localKDTakePolygon(KDCostContext* context, int32_t count, qelStatu
 void localKDGivePolygon(KDCostContext* context, const float** polygon, int32_t count);
 // Room for the walk's sorted events of the root's references, once these
 // stand in the pool; leaves kept.inUse false when a block would be too
-// large.  StatusNoMemory when the core cannot give a block.
-qelStatus localKDKeepEvents(KDCostContext* context);
+// large or the core cannot give one (the walk then sorts node by node).
+void localKDKeepEvents(KDCostContext* context);
 // One point in the clip pool, or null when it is full.
 float* localKDNewPoint(KDCostContext* context);
 // Before packing: the polygon chunks, the pools and the event arrays.

@@ -164,7 +164,7 @@ float* localKDNewPoint(KDCostContext* context) {
   return pool.base[pool.cursor++].xyz;
 }
 
-qelStatus localKDKeepEvents(KDCostContext* context) {
+void localKDKeepEvents(KDCostContext* context) {
   KDKeptEvents& kept = context->kept;
   const int32_t roots = context->rootCount;
   const int64_t waitingRefs =
@@ -176,10 +176,18 @@ qelStatus localKDKeepEvents(KDCostContext* context) {
       static_cast<int64_t>(sizeof(uint32_t) + sizeof(KDCutParts)) * roots,
       6 * static_cast<int64_t>(sizeof(uint64_t)) * roots};
   for (int64_t b : bytes)
-    if (b > 0x7FFFFFFF) return StatusOk;  // too large a scene: sort node by node
+    if (b > 0x7FFFFFFF) return;  // too large a scene: sort node by node
+  // The kept events only save time: without their blocks the build sorts
+  // node by node and makes the same tree, so a refusal is not an error.
   for (int k = 0; k < 5; ++k) {
     kept.blocks[k] = ownAllocBytes(static_cast<int32_t>(bytes[k]));
-    if (kept.blocks[k] == nullptr) return StatusNoMemory;
+    if (kept.blocks[k] == nullptr) {
+      for (void*& block : kept.blocks) {
+        ownFree(block);
+        block = nullptr;
+      }
+      return;
+    }
   }
   auto halves = [](void* block, int64_t slots, float** values, int32_t** tags) {
     *values = static_cast<float*>(block);
@@ -196,7 +204,6 @@ qelStatus localKDKeepEvents(KDCostContext* context) {
   kept.room.rightCuts = room + 2 * static_cast<int64_t>(roots);
   kept.room.spare = room + 4 * static_cast<int64_t>(roots);
   kept.inUse = true;
-  return StatusOk;
 }
 
 void localKDReleaseWorkingMemory(KDCostContext* context) {

@@ -149,8 +149,7 @@ qelStatus localKDGrowTree(KDCostContext* c) {
   if (c->rootCount == 0) return StatusOk;
   KDKeptEvents* kept = &c->kept;
   if (c->depthLimit > 0 && c->keepSortedEvents) {
-    status = localKDKeepEvents(c);
-    if (status != StatusOk) return status;
+    localKDKeepEvents(c);
     if (kept->inUse) localSortEventsOf(work, c->rootCount, kept->room, &kept->current);
   }
 
