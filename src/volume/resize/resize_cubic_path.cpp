@@ -6,7 +6,6 @@
 #include "volume/resize/resize_cubic_tables.h"
 #include "volume/resize/resize_cubic_weights.h"
 #include "volume/resize/resize_cubic_window.h"
-#include "volume/resize/resize_rows_cubic.h"
 
 namespace {
 
@@ -83,7 +82,7 @@ class CubicPlanes {
     if (t_.HasInterior()) {
       const float* const interiors[4] = {a.interior, b.interior, c.interior, e.interior};
       T* inner = dst + static_cast<int64_t>(t_.y.Low()) * dst_.rowStep + t_.x.Low();
-      CubicBlendInterior(inner, dst_.rowStep, t_.wi, t_.hi, zw, interiors, t_.planeStride);
+      t_.kernels->Of<T>().blendInterior(inner, dst_.rowStep, t_.wi, t_.hi, zw, interiors, t_.planeStride);
     }
   }
 
@@ -170,6 +169,14 @@ qelStatus ResizeCubic(const SourceVolume<T>& src, const DestVolume<T>& dst, cons
   weights(zFraction, d, zWeight4);
   t.xWeight4 = xWeight4;
   t.yWeight4 = yWeight4;
+
+  // The interior columns' weights are regrouped for the row kernels; the
+  // band columns keep theirs as they are.
+  alignas(64) float lastGroup[4 * kCubicGroup];
+  const int32_t xLow = xBands.Low();
+  if (t.wi > 0) GroupCubicXWeights(xWeight4 + 4 * xLow, t.wi, lastGroup);
+  t.xInterior = {t.wi, xIndex + xLow, xWeight4 + 4 * xLow, lastGroup, CubicIndexStepsByTwo(xIndex + xLow, t.wi)};
+  t.kernels = &CubicKernelsForCpu();
 
   const CubicSlot slots[4] = {{frames[0], interiors[0]},
                               {frames[1], interiors[1]},

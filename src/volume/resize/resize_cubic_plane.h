@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "volume/resize/resize_cubic_tables.h"
+#include "volume/resize/resize_rows_cubic.h"
 
 // Everything needed to resample a plane of one slab: the in-plane tables,
 // bands and row buffers.  Built once per call.
@@ -23,10 +24,12 @@ struct CubicPlaneTables {
   int32_t srcStep;       // source rows apart, in samples
   const int32_t* xIndex;   // source column of each destination column
   const int32_t* yOffset;  // source row times srcStep of each destination row
-  const float* xWeight4;   // four weights per destination column
+  const float* xWeight4;   // four weights per band column (the interior's are in xInterior)
   const float* yWeight4;   // four weights per destination row
-  float* rows[4];          // row buffers of the interior's y pass
+  CubicXTable xInterior;   // the x tables of the interior columns
+  float* rows[4];          // row buffers of the interior's y pass, free between planes
   int32_t planeStride;     // floats from row to row of an interior plane
+  const CubicKernels* kernels;
 
   bool HasInterior() const { return wi > 0 && hi > 0; }
 };

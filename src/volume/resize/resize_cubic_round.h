@@ -12,6 +12,10 @@
 
 #include <cstdint>
 
+// Internal linkage: the kernels include this in files built for different
+// instruction sets, whose copies must never merge at link time.
+namespace {
+
 // 0.5000001f, the float with bits 0x3F000002.
 constexpr float kHalfUp32f = 0.5000001f;
 constexpr double kHalfUp64f = 0.5000001;
@@ -46,3 +50,5 @@ inline uint16_t RoundClamp16u(float sum) {
   return static_cast<uint16_t>(
       ClampInt32(TruncToInt32(static_cast<double>(sum) + kHalfUp64f), 0, 65535));
 }
+
+}  // namespace

@@ -74,6 +74,16 @@ inline Axis MapAxis(int code, int32_t first, int32_t n, double inv, double off, 
   return a;
 }
 
+// The two orders of a four-term sum of products: pairs in the interior's
+// passes, left to right in the frame.
+inline float PairSum(const float s[4], const float w[4]) { return (s[0] * w[0] + s[1] * w[1]) + (s[2] * w[2] + s[3] * w[3]); }
+inline float InOrderSum(const float s[4], const float w[4]) {
+  float sum = s[0] * w[0];
+  sum = sum + s[1] * w[1];
+  sum = sum + s[2] * w[2];
+  return sum + s[3] * w[3];
+}
+
 // Truncation as the processor does it: INT32_MIN for NaN and overflow.  The
 // empty asm keeps the compiler from folding a constant NaN its own way.
 inline int32_t Trunc(float v) {
