@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "volume/resize/resize_cubic_plane.h"
+#include "volume/resize/resize_cubic_side.h"
 #include "volume/resize/resize_cubic_window.h"
 
 namespace {
@@ -33,40 +34,6 @@ inline __attribute__((always_inline)) float RowAtColumn(const T* row, int32_t i,
 template <typename T>
 const T* RowAt(const T* plane, int32_t offset) {
   return plane + static_cast<int64_t>(offset);
-}
-
-// A left or right frame column along x: two or three source columns, the
-// weights of taps that land on the same column merged in single precision.
-struct SideColumn {
-  int32_t taps[3];
-  float weights[3];
-  bool threeTerms;
-};
-
-SideColumn LeftColumn(const CubicPlaneTables& t, int32_t c) {
-  const float* wx = t.xWeight4 + 4 * c;
-  if (c < t.x.outLow) return {{0, 1, 0}, {wx[0] + wx[1] + wx[2], wx[3], 0.0f}, false};
-  return {{0, 1, 2}, {wx[0] + wx[1], wx[2], wx[3]}, true};
-}
-
-// Right column number c of the band, counted from its first column.
-SideColumn RightColumn(const CubicPlaneTables& t, int32_t c) {
-  const float* wx = t.xWeight4 + 4 * (t.w - t.x.High() + c);
-  const int32_t last = t.srcW - 1;
-  if (c < t.x.inHigh) return {{last - 2, last - 1, last}, {wx[0], wx[1], wx[2] + wx[3]}, true};
-  return {{last - 1, last, 0}, {wx[0], wx[1] + wx[2] + wx[3], 0.0f}, false};
-}
-
-template <bool kThreeTerms, typename T>
-inline float SideValue(const T* row, const SideColumn& s) {
-  const float v = s.weights[0] * static_cast<float>(row[s.taps[0]]) +
-                  s.weights[1] * static_cast<float>(row[s.taps[1]]);
-  return kThreeTerms ? v + s.weights[2] * static_cast<float>(row[s.taps[2]]) : v;
-}
-
-// Sums four row values in order, each with its weight.
-inline float WeighRows(const float r[4], const float* wy) {
-  return r[0] * wy[0] + r[1] * wy[1] + r[2] * wy[2] + r[3] * wy[3];
 }
 
 // Source rows resampled along x for the top or bottom rows, handed on a span
@@ -166,10 +133,10 @@ void BottomRows(const T* plane, const CubicPlaneTables& t, float* out) {
 // Left and right columns of the rows between the top and bottom bands,
 // each column stored as one run of hi samples.  A source row's value is
 // computed once and kept while the window of four rows slides down.
-template <bool kThreeTerms, typename T>
+template <typename T>
 void SideColumnRun(const T* plane, const CubicPlaneTables& t, const SideColumn& column, float* run) {
   const int32_t step = t.srcStep;
-  auto load = [&](float& value, int32_t line) { value = SideValue<kThreeTerms>(RowAt(plane, line), column); };
+  auto load = [&](float& value, int32_t line) { value = SideValue(RowAt(plane, line), column); };
   float v[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // v[0] is loaded by the first advance
   const int32_t first = t.yOffset[t.y.Low()];
   load(v[1], first - step);
@@ -184,18 +151,9 @@ void SideColumnRun(const T* plane, const CubicPlaneTables& t, const SideColumn& 
 }
 
 template <typename T>
-void SideColumnRun(const T* plane, const CubicPlaneTables& t, const SideColumn& column, float* run) {
-  if (column.threeTerms)
-    SideColumnRun<true>(plane, t, column, run);
-  else
-    SideColumnRun<false>(plane, t, column, run);
-}
-
-template <typename T>
 void SideColumns(const T* plane, const CubicPlaneTables& t, float* out) {
   if (t.hi <= 0) return;
-  for (int32_t c = 0; c < t.x.Low(); ++c, out += t.hi) SideColumnRun(plane, t, LeftColumn(t, c), out);
-  for (int32_t c = 0; c < t.x.High(); ++c, out += t.hi) SideColumnRun(plane, t, RightColumn(t, c), out);
+  for (int32_t c = 0; c < t.x.Low() + t.x.High(); ++c, out += t.hi) SideColumnRun(plane, t, BandColumn(t, c), out);
 }
 
 }  // namespace
@@ -204,7 +162,8 @@ template <typename T>
 void CubicFrame(const T* plane, const CubicPlaneTables& t, float* frame) {
   TopRows(plane, t, frame);
   BottomRows(plane, t, frame + static_cast<int64_t>(t.y.Low()) * t.w);
-  SideColumns(plane, t, frame + static_cast<int64_t>(t.y.Low() + t.y.High()) * t.w);
+  // Otherwise the interior has resampled the side columns with its rows.
+  if (!SidesWithInterior(t)) SideColumns(plane, t, CubicSideRuns(t, frame));
 }
 
 template void CubicFrame<uint8_t>(const uint8_t*, const CubicPlaneTables&, float*);

@@ -1,11 +1,12 @@
 // The interior of a cubic plane: each needed source row is resampled along x
 // once into one of four rotating row buffers, and every destination row
-// weighs the four buffers along y.
+// weighs the four buffers along y.  The frame's few side columns ride along.
 #include <xmmintrin.h>
 
 #include <cstdint>
 
 #include "volume/resize/resize_cubic_plane.h"
+#include "volume/resize/resize_cubic_side.h"
 #include "volume/resize/resize_cubic_window.h"
 
 namespace {
@@ -24,24 +25,40 @@ inline void PrefetchColumns(const T* row, int64_t ahead, int32_t first, int32_t 
 
 }  // namespace
 
+// One resampled source row: its interior columns, and the values of the
+// frame's side columns when they come along.
+struct WindowRow {
+  float* interior;
+  float* sides;
+};
+
 template <typename T>
-void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior) {
+void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame) {
   const CubicTypeKernels<T>& kernels = t.kernels->Of<T>();
   const int32_t yLow = t.y.Low();
   const int32_t step = t.srcStep;
   const int32_t firstColumn = t.xInterior.index[0] - 1;
   const int32_t lastColumn = t.xInterior.index[t.wi - 1] + 2;
+
+  const int32_t sideCount = SidesWithInterior(t) ? t.x.Low() + t.x.High() : 0;
+  SideColumn sides[kSidesWithInterior];
+  for (int32_t c = 0; c < sideCount; ++c) sides[c] = BandColumn(t, c);
+  float sideValues[4][kSidesWithInterior];
+  float* sideRuns = CubicSideRuns(t, frame);
+
   // Rows are asked for four steps ahead: a downscale reads two rows per
   // destination row, faster than the processor's own prefetch keeps up.
-  auto resampleRow = [&](float* buffer, int32_t rowOffset) {
+  auto resampleRow = [&](const WindowRow& w, int32_t rowOffset) {
     const T* row = plane + static_cast<int64_t>(rowOffset);
     PrefetchColumns(row, 4 * static_cast<int64_t>(step), firstColumn, lastColumn);
-    kernels.rowX(row, t.xInterior, buffer);
+    kernels.rowX(row, t.xInterior, w.interior);
+    for (int32_t c = 0; c < sideCount; ++c) w.sides[c] = SideValue(row, sides[c]);
   };
 
-  // Buffers 1 to 3 start with the rows before, at and after the first idx;
-  // the first advance fills buffer 0 with the row after those.
-  float* rows[4] = {t.rows[0], t.rows[1], t.rows[2], t.rows[3]};
+  // Rows 1 to 3 start with the source rows before, at and after the first
+  // idx; the first advance fills row 0 with the row after those.
+  WindowRow rows[4];
+  for (int k = 0; k < 4; ++k) rows[k] = {t.rows[k], sideValues[k]};
   const int32_t first = t.yOffset[yLow];
   resampleRow(rows[1], first - step);
   resampleRow(rows[2], first);
@@ -51,10 +68,16 @@ void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior) {
   for (int32_t j = 0; j < t.hi; ++j) {
     const int32_t r = yLow + j;
     AdvanceCubicWindow(rows, t.yOffset[r], prev, step, resampleRow);
-    t.kernels->rowY(interior + static_cast<int64_t>(j) * t.planeStride, t.wi, t.yWeight4 + 4 * r, rows);
+    const float* wy = t.yWeight4 + 4 * r;
+    const float* const interiors[4] = {rows[0].interior, rows[1].interior, rows[2].interior, rows[3].interior};
+    t.kernels->rowY(interior + static_cast<int64_t>(j) * t.planeStride, t.wi, wy, interiors);
+    for (int32_t c = 0; c < sideCount; ++c) {
+      const float v[4] = {rows[0].sides[c], rows[1].sides[c], rows[2].sides[c], rows[3].sides[c]};
+      sideRuns[static_cast<int64_t>(c) * t.hi + j] = WeighRows(v, wy);
+    }
   }
 }
 
-template void CubicInterior<uint8_t>(const uint8_t*, const CubicPlaneTables&, float*);
-template void CubicInterior<uint16_t>(const uint16_t*, const CubicPlaneTables&, float*);
-template void CubicInterior<float>(const float*, const CubicPlaneTables&, float*);
+template void CubicInterior<uint8_t>(const uint8_t*, const CubicPlaneTables&, float*, float*);
+template void CubicInterior<uint16_t>(const uint16_t*, const CubicPlaneTables&, float*, float*);
+template void CubicInterior<float>(const float*, const CubicPlaneTables&, float*, float*);

@@ -69,7 +69,7 @@ class CubicPlanes {
     const T* plane = src_.Plane(line);
     // The interior first: its rows stream through the plane in order and
     // leave it in cache for the frame's scattered taps.
-    if (t_.HasInterior()) CubicInterior(plane, t_, slot.interior);
+    if (t_.HasInterior()) CubicInterior(plane, t_, slot.interior, slot.frame);
     CubicFrame(plane, t_, slot.frame);
   }
 
@@ -77,13 +77,16 @@ class CubicPlanes {
              const CubicSlot& e) {
     const float* zw = zWeight4_ + 4 * k;
     T* dst = dst_.Sample(box_.x, box_.y, box_.z + k);
-    const float* const frames[4] = {a.frame, b.frame, c.frame, e.frame};
-    CubicBlendFrame(frames, zw, t_, dst, dst_.rowStep);
+    // The interior first: its rows stream through the destination plane and
+    // bring in the lines that the frame's columns then write into.  The two
+    // never overlap when there is an interior.
     if (t_.HasInterior()) {
       const float* const interiors[4] = {a.interior, b.interior, c.interior, e.interior};
       T* inner = dst + static_cast<int64_t>(t_.y.Low()) * dst_.rowStep + t_.x.Low();
       t_.kernels->Of<T>().blendInterior(inner, dst_.rowStep, t_.wi, t_.hi, zw, interiors, t_.planeStride);
     }
+    const float* const frames[4] = {a.frame, b.frame, c.frame, e.frame};
+    CubicBlendFrame(frames, zw, t_, dst, dst_.rowStep);
   }
 
   // Destination planes first .. end - 1 lie between source planes: a window

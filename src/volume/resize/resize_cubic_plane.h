@@ -34,14 +34,21 @@ struct CubicPlaneTables {
   bool HasInterior() const { return wi > 0 && hi > 0; }
 };
 
-// Fills the edge frame of one source plane.
+// Where the left and right column runs begin in a frame.
+inline float* CubicSideRuns(const CubicPlaneTables& t, float* frame) {
+  return frame + static_cast<int64_t>(t.y.Low() + t.y.High()) * t.w;
+}
+
+// Fills the edge frame of one source plane; after CubicInterior, whose row
+// buffers it reuses and which may have filled the side columns.
 template <typename T>
 void CubicFrame(const T* plane, const CubicPlaneTables& t, float* frame);
 
 // Fills the interior plane of one source plane: x pass per source row into
-// the row buffers, then a y pass per destination row.
+// the row buffers, then a y pass per destination row.  Resamples the frame's
+// side columns from the same rows when SidesWithInterior(t).
 template <typename T>
-void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior);
+void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame);
 
 // Weighs four frames with `zWeight4` into the frame of a destination plane;
 // `dst` is its sample at the box's first row and column.
