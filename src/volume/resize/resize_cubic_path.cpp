@@ -179,7 +179,7 @@ qelStatus ResizeCubic(const SourceVolume<T>& src, const DestVolume<T>& dst, cons
   const int32_t xLow = xBands.Low();
   if (t.wi > 0) GroupCubicXWeights(xWeight4 + 4 * xLow, t.wi, lastGroup);
   t.xInterior = {t.wi, xIndex + xLow, xWeight4 + 4 * xLow, lastGroup, CubicIndexStepsByTwo(xIndex + xLow, t.wi)};
-  t.kernels = &CubicKernelsForCpu();
+  t.kernels = CubicKernelsForCpu();
 
   const CubicSlot slots[4] = {{frames[0], interiors[0]},
                               {frames[1], interiors[1]},

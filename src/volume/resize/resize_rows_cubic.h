@@ -79,4 +79,4 @@ const CubicKernels& CubicKernelsAvx512();
 
 // The widest set this processor runs, chosen once when the library is
 // loaded (an ifunc, so no variable holds the choice).
-extern "C" const CubicKernels& CubicKernelsForCpu();
+extern "C" const CubicKernels* CubicKernelsForCpu();

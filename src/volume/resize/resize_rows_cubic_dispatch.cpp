@@ -4,15 +4,15 @@
 
 namespace {
 
-const CubicKernels& SseSet() { return CubicKernelsSse(); }
-const CubicKernels& Avx2Set() { return CubicKernelsAvx2(); }
-const CubicKernels& Avx512Set() { return CubicKernelsAvx512(); }
+const CubicKernels* SseSet() { return &CubicKernelsSse(); }
+const CubicKernels* Avx2Set() { return &CubicKernelsAvx2(); }
+const CubicKernels* Avx512Set() { return &CubicKernelsAvx512(); }
 
 }  // namespace
 
 extern "C" {
 
-typedef const CubicKernels& (*CubicKernelsFn)();
+typedef const CubicKernels* (*CubicKernelsFn)();
 
 // Runs while the loader is still relocating this library: it must call
 // nothing that is not yet bound, so sanitizers may not instrument it.
@@ -24,6 +24,6 @@ __attribute__((no_sanitize("address", "undefined"))) CubicKernelsFn CubicResolve
   return __builtin_cpu_supports("avx2") ? Avx2Set : SseSet;
 }
 
-const CubicKernels& CubicKernelsForCpu() __attribute__((ifunc("CubicResolveKernels")));
+const CubicKernels* CubicKernelsForCpu() __attribute__((ifunc("CubicResolveKernels")));
 
 }  // extern "C"
