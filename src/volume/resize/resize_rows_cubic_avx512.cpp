@@ -29,12 +29,12 @@ template <typename T>
 inline __m512 ColumnQuad(const T* src, const int32_t* index, int k) {
   const T* p[4] = {src + index[k] - 1, src + index[k + 4] - 1, src + index[k + 8] - 1, src + index[k + 12] - 1};
   if constexpr (sizeof(T) == 4) {
-    __m512 v = _mm512_castps128_ps512(ColumnOf(p[0]));
+    __m512 v = _mm512_zextps128_ps512(ColumnOf(p[0]));
     v = _mm512_insertf32x4(v, ColumnOf(p[1]), 1);
     v = _mm512_insertf32x4(v, ColumnOf(p[2]), 2);
     return _mm512_insertf32x4(v, ColumnOf(p[3]), 3);
   } else {
-    __m512i v = _mm512_castsi128_si512(ColumnOf(p[0]));
+    __m512i v = _mm512_zextsi128_si512(ColumnOf(p[0]));
     v = _mm512_inserti32x4(v, ColumnOf(p[1]), 1);
     v = _mm512_inserti32x4(v, ColumnOf(p[2]), 2);
     return _mm512_cvtepi32_ps(_mm512_inserti32x4(v, ColumnOf(p[3]), 3));
