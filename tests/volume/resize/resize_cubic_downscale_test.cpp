@@ -1,7 +1,10 @@
-// Cubic downscales by 2 along x against the scalar models: the interior
-// rows then read their taps as contiguous even and odd samples, in groups of
-// sixteen columns and one overlapping last group.  Widths cross the group
-// sizes; shifts and origins move the columns without changing the step.
+// Cubic resizes against the scalar models where the row passes take their
+// special routes: downscales by 2 along x, whose interior rows read their
+// taps as contiguous even and odd samples in groups of sixteen columns and
+// one overlapping last group (widths cross the group sizes; shifts and
+// origins move the columns without changing the step), and upscales whose
+// left and right bands hold too many columns to ride along with the
+// interior rows.
 #include <gtest/gtest.h>
 
 #include "resize_harness.h"
@@ -41,6 +44,20 @@ TYPED_TEST(CubicHalving, EveryCodeMatchesTheModels) {
       c.bufferOffset = size_t(rng.Int(0, 15));
       ASSERT_TRUE(rt::RunCase<TypeParam>(c, 900 + n)) << "case " << n;
     }
+}
+
+TYPED_TEST(CubicHalving, WideSideBandsMatchTheModels) {
+  qt::Rng rng(50 + sizeof(TypeParam));
+  for (double factor : {8.5, 9.0}) {
+    rt::Case c;
+    c.code = factor == 9.0 ? InterCubicCatmullRom : InterCubicB05C03;
+    c.vol = {12, 6, 4};
+    c.srcVoi = {0, 0, 0, 12, 6, 4};
+    c.factor[0] = factor, c.factor[1] = 1.5, c.factor[2] = 1.5;
+    c.dstVoi = {0, 0, 0, int32_t(12 * factor), 9, 6};
+    c.rowPad = rng.Int(0, 3);
+    ASSERT_TRUE(rt::RunCase<TypeParam>(c, 990 + int(factor)));
+  }
 }
 
 }  // namespace
