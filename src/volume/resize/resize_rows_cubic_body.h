@@ -151,6 +151,14 @@ inline void StoreBlendOne(uint8_t* dst, float v) { *dst = RoundSaturate8u(v + kH
 inline void StoreBlendOne(uint16_t* dst, float v) { *dst = RoundSaturate16u(v + kHalfUp32f); }
 inline void StoreBlendOne(float* dst, float v) { *dst = v; }
 
+// The destination is written once, row after row: the lines of a row are
+// asked for two rows ahead, so that its stores need not wait for them.
+template <typename T>
+inline void PrefetchForWriting(const T* row, int32_t n) {
+  const char* bytes = reinterpret_cast<const char*>(row);
+  for (int64_t b = 0; b < int64_t(n) * int64_t(sizeof(T)); b += 64) __builtin_prefetch(bytes + b, 1, 3);
+}
+
 template <class Ops, typename T>
 void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const float* weights4,
                    const float* const planes[4], int32_t planeStride) {
@@ -162,6 +170,7 @@ void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const float*
     const float* c = planes[2] + at;
     const float* e = planes[3] + at;
     T* out = dst + static_cast<int64_t>(j) * dstStep;
+    if (j + 2 < hi) PrefetchForWriting(out + 2 * static_cast<int64_t>(dstStep), wi);
     AcrossRow<Ops>(
         wi,
         [&](int32_t i, auto aligned) {
