@@ -23,14 +23,14 @@ inline void PrefetchColumns(const T* row, int64_t ahead, int32_t first, int32_t 
   _mm_prefetch(reinterpret_cast<const char*>(end), _MM_HINT_T0);
 }
 
-}  // namespace
-
 // One resampled source row: its interior columns, and the values of the
 // frame's side columns when they come along.
 struct WindowRow {
   float* interior;
   float* sides;
 };
+
+}  // namespace
 
 template <typename T>
 void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame) {
