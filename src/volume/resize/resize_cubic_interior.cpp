@@ -30,19 +30,20 @@ struct WindowRow {
   float* sides;
 };
 
-}  // namespace
-
-template <typename T>
-void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame) {
+// The rows of an interior with `kSides` side columns riding along, or with
+// `sideCount` of them when kSides is -1.  A fixed count lets the compiler
+// keep the side columns' taps and weights in registers.
+template <int kSides, typename T>
+void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, float* frame, int32_t sideCount) {
+  const int32_t count = kSides >= 0 ? kSides : sideCount;
   const CubicTypeKernels<T>& kernels = t.kernels->Of<T>();
   const int32_t yLow = t.y.Low();
   const int32_t step = t.srcStep;
   const int32_t firstColumn = t.xInterior.index[0] - 1;
   const int32_t lastColumn = t.xInterior.index[t.wi - 1] + 2;
 
-  const int32_t sideCount = SidesWithInterior(t) ? t.x.Low() + t.x.High() : 0;
   SideColumn sides[kSidesWithInterior];
-  for (int32_t c = 0; c < sideCount; ++c) sides[c] = BandColumn(t, c);
+  for (int32_t c = 0; c < count; ++c) sides[c] = BandColumn(t, c);
   float sideValues[4][kSidesWithInterior];
   float* sideRuns = CubicSideRuns(t, frame);
 
@@ -52,7 +53,7 @@ void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, f
     const T* row = plane + static_cast<int64_t>(rowOffset);
     PrefetchColumns(row, 4 * static_cast<int64_t>(step), firstColumn, lastColumn);
     kernels.rowX(row, t.xInterior, w.interior);
-    for (int32_t c = 0; c < sideCount; ++c) w.sides[c] = SideValue(row, sides[c]);
+    for (int32_t c = 0; c < count; ++c) w.sides[c] = SideValue(row, sides[c]);
   };
 
   // Rows 1 to 3 start with the source rows before, at and after the first
@@ -71,11 +72,23 @@ void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, f
     const float* wy = t.yWeight4 + 4 * r;
     const float* const interiors[4] = {rows[0].interior, rows[1].interior, rows[2].interior, rows[3].interior};
     t.kernels->rowY(interior + static_cast<int64_t>(j) * t.planeStride, t.wi, wy, interiors);
-    for (int32_t c = 0; c < sideCount; ++c) {
+    for (int32_t c = 0; c < count; ++c) {
       const float v[4] = {rows[0].sides[c], rows[1].sides[c], rows[2].sides[c], rows[3].sides[c]};
       sideRuns[static_cast<int64_t>(c) * t.hi + j] = WeighRows(v, wy);
     }
   }
+}
+
+}  // namespace
+
+template <typename T>
+void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame) {
+  const int32_t sideCount = SidesWithInterior(t) ? t.x.Low() + t.x.High() : 0;
+  // One band column on either side is what a downscale has.
+  if (sideCount == 2)
+    InteriorRows<2>(plane, t, interior, frame, sideCount);
+  else
+    InteriorRows<-1>(plane, t, interior, frame, sideCount);
 }
 
 template void CubicInterior<uint8_t>(const uint8_t*, const CubicPlaneTables&, float*, float*);
