@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "volume/resize/resize_cubic_plane.h"
-#include "volume/resize/resize_cubic_side.h"
+#include "volume/resize/resize_cubic_side_rows.h"
 #include "volume/resize/resize_cubic_window.h"
 
 namespace {
@@ -30,21 +30,14 @@ struct WindowRow {
   float* sides;
 };
 
-// The rows of an interior with `kSides` side columns riding along, or with
-// `sideCount` of them when kSides is -1.  A fixed count lets the compiler
-// keep the side columns' taps and weights in registers.
-template <int kSides, typename T>
-void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, float* frame, int32_t sideCount) {
-  const int32_t count = kSides >= 0 ? kSides : sideCount;
+template <typename T, typename Sides>
+void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, float* frame, const Sides& sides) {
   const CubicTypeKernels<T>& kernels = t.kernels->Of<T>();
   const int32_t yLow = t.y.Low();
   const int32_t step = t.srcStep;
   const int32_t firstColumn = t.xInterior.index[0] - 1;
   const int32_t lastColumn = t.xInterior.index[t.wi - 1] + 2;
-
-  SideColumn sides[kSidesWithInterior];
-  for (int32_t c = 0; c < count; ++c) sides[c] = BandColumn(t, c);
-  float sideValues[4][kSidesWithInterior];
+  alignas(16) float sideValues[4][kSidesWithInterior];
   float* sideRuns = CubicSideRuns(t, frame);
 
   // Rows are asked for four steps ahead: a downscale reads two rows per
@@ -53,7 +46,7 @@ void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, fl
     const T* row = plane + static_cast<int64_t>(rowOffset);
     PrefetchColumns(row, 4 * static_cast<int64_t>(step), firstColumn, lastColumn);
     kernels.rowX(row, t.xInterior, w.interior);
-    for (int32_t c = 0; c < count; ++c) w.sides[c] = SideValue(row, sides[c]);
+    sides.Resample(row, w.sides);
   };
 
   // Rows 1 to 3 start with the source rows before, at and after the first
@@ -72,10 +65,8 @@ void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, fl
     const float* wy = t.yWeight4 + 4 * r;
     const float* const interiors[4] = {rows[0].interior, rows[1].interior, rows[2].interior, rows[3].interior};
     t.kernels->rowY(interior + static_cast<int64_t>(j) * t.planeStride, t.wi, wy, interiors);
-    for (int32_t c = 0; c < count; ++c) {
-      const float v[4] = {rows[0].sides[c], rows[1].sides[c], rows[2].sides[c], rows[3].sides[c]};
-      sideRuns[static_cast<int64_t>(c) * t.hi + j] = WeighRows(v, wy);
-    }
+    const float* const values[4] = {rows[0].sides, rows[1].sides, rows[2].sides, rows[3].sides};
+    sides.Weigh(values, wy, sideRuns, t.hi, j);
   }
 }
 
@@ -84,11 +75,12 @@ void InteriorRows(const T* plane, const CubicPlaneTables& t, float* interior, fl
 template <typename T>
 void CubicInterior(const T* plane, const CubicPlaneTables& t, float* interior, float* frame) {
   const int32_t sideCount = SidesWithInterior(t) ? t.x.Low() + t.x.High() : 0;
-  // One band column on either side is what a downscale has.
-  if (sideCount == 2)
-    InteriorRows<2>(plane, t, interior, frame, sideCount);
+  if (sideCount == 2 && PairedSides::Fits(t))
+    InteriorRows(plane, t, interior, frame, PairedSides(t));
+  else if (sideCount == 0)
+    InteriorRows(plane, t, interior, frame, ScalarSides<0>(t, 0));
   else
-    InteriorRows<-1>(plane, t, interior, frame, sideCount);
+    InteriorRows(plane, t, interior, frame, ScalarSides<-1>(t, sideCount));
 }
 
 template void CubicInterior<uint8_t>(const uint8_t*, const CubicPlaneTables&, float*, float*);
