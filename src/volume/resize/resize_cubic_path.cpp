@@ -160,7 +160,11 @@ qelStatus ResizeCubic(const SourceVolume<T>& src, const DestVolume<T>& dst, cons
   float* interiors[4];
   for (int k = 0; k < 4; ++k)
     interiors[k] = cursor.Take<float>(4 * int64_t(t.hi > 0 ? t.hi : 0) * t.planeStride, 64);
-  float* xWeight4 = cursor.Take<float>(16 * int64_t(w), 64);
+  // The x table starts up to 48 bytes into its piece, so that the
+  // interior's grouped weights lie on a 64-byte boundary (xLow columns of 16
+  // bytes come before them); the queried size leaves room for that.
+  const int32_t xShift = 4 * ((4 - xBands.Low() % 4) % 4);
+  float* xWeight4 = cursor.Take<float>(16 * int64_t(w) + 48, 64) + xShift;
   float* yWeight4 = cursor.Take<float>(16 * int64_t(h), 64);
   float* zWeight4 = cursor.Take<float>(16 * int64_t(d), 64);
   float* frames[4];
