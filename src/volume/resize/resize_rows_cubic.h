@@ -2,9 +2,9 @@
 // the interior, where every tap exists, so none of them tests a bound.
 //
 // Each kernel computes one fixed formula per sample, whatever the sample's
-// place in the row and whatever the vector width, so the SSE and the AVX2
-// sets give the same bits.  Row buffers and interior planes are 64-byte
-// aligned; source and destination rows may have any alignment.
+// place in the row and whatever the vector width, so the SSE, AVX2 and
+// AVX-512 sets give the same bits.  Row buffers and interior planes are
+// 64-byte aligned; source and destination rows may have any alignment.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,8 @@
 // third and fourth weights, sixteen of each.  When n is not a multiple of 16,
 // the last sixteen columns n - 16 .. n - 1 form one more group of their own,
 // `lastGroup`, which overlaps the group before.  With n < 16 `groups` holds
-// four weights per column, column after column.
+// four weights per column, column after column.  Groups may lie anywhere;
+// on a 64-byte boundary they load fastest.
 constexpr int32_t kCubicGroup = 16;
 
 struct CubicXTable {
