@@ -82,10 +82,12 @@ edge = int(sys.argv[1])
 for case in sys.argv[2:]:
     path, dtype, factor, prefilter = case.split(',')
     v = np.fromfile(path, dtype=dtype).reshape(edge, edge, edge)
-    t = time.process_time()
-    out = ndimage.zoom(v, float(factor), order=3, prefilter=prefilter == '1')
-    t = time.process_time() - t
-    print(out.size / t, flush=True)
+    best = float('inf')
+    for _ in range(2):  # the faster of two runs: one slow outlier on a shared machine does not count
+        t = time.process_time()
+        out = ndimage.zoom(v, float(factor), order=3, prefilter=prefilter == '1')
+        best = min(best, time.process_time() - t)
+    print(out.size / best, flush=True)
 )PY";
 
 template <typename T>
@@ -122,7 +124,7 @@ void MeasureScipy() {
     for (int f = 0; f < 2; ++f)
       for (int p = 0; p < 2; ++p)
         command += " " + paths[t] + "," + numpy[t] + "," + std::to_string(kFactors[f]) + "," + std::to_string(1 - p);
-  std::fprintf(stderr, "timing scipy.ndimage.zoom(order=3) on 128^3 volumes (about two minutes)...\n");
+  std::fprintf(stderr, "timing scipy.ndimage.zoom(order=3) on 128^3 volumes (about four minutes)...\n");
   if (FILE* pipe = popen(command.c_str(), "r")) {
     for (int t = 0; t < 3; ++t)
       for (int f = 0; f < 2; ++f)
