@@ -14,37 +14,52 @@
 // kernel takes part only at the nodes of its own walk and is left alone
 // elsewhere, so one node visit serves up to sixteen rays.
 //
+// The lanes type L (SseLanes, Avx2Lanes) holds L::kKernels kernels in a
+// vector; kernel q is part q % kKernels of vector q / kKernels.  Kernel sets
+// are bit sets, bit q for kernel q.
+//
 // The policy supplies the leaf work:
 //   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels)
-//       tests the leaf's triangles for the kernels given (bit q: kernel q);
-//   __m128 ResumeLanes(int32_t kernel, __m128 tmax)
-//       after a leaf, the lanes of the kernel that go on to its next far
-//       child.
+//       tests the leaf's triangles for the kernels given;
+//   V ResumeLanes(int32_t vector, V tmax)
+//       after a leaf, the lanes of the vector's kernels that go on to their
+//       next far child.
 #pragma once
 
 #include <cstdint>
-#include <emmintrin.h>
 
 #include "kdtree/kd_block.h"
 #include "raycast/walk_single.h"
 
-// What the walk keeps of one kernel: the inverse directions of its lanes,
-// their intervals and the lanes still taking part in the split decisions.
+// What the walk keeps of one vector of kernels: the inverse directions of
+// its lanes, their intervals and the lanes still taking part in the split
+// decisions.
+template <class L>
 struct PacketWalkLanes {
-  __m128 inverse[3];
-  __m128 tmin, tmax;
-  __m128 active;
+  typename L::V inverse[3];
+  typename L::V tmin, tmax;
+  typename L::V active;
 };
 
-template <class Policy>
-inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float origin[3], PacketWalkLanes lanes[4],
+template <class L, class Policy>
+inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float origin[3], PacketWalkLanes<L> lanes[],
                            int32_t kernels, Policy& policy) {
+  using V = typename L::V;
+  constexpr int32_t kPer = L::kKernels;
+  constexpr int32_t kVectors = 4 / kPer;
+  constexpr int32_t kWhole = (1 << kPer) - 1;
+  auto kernelsOf = [](int32_t set, int32_t v) { return (set >> (kPer * v)) & kWhole; };
+  // Lane v of `value` where the vector's kernels in `set` are, else `old`.
+  auto update = [](int32_t set, V value, V old) {
+    return set == kWhole ? value : L::Select(L::KernelLanes(set), value, old);
+  };
+
   // A far child kept for later, with the kernels that go on there: those
   // that kept it on their own stacks (they resume with tmin = tmax and the
   // saved tmax) and those that went to the far side only (they resume with
   // their interval as it was).
   struct Entry {
-    __m128 tmax[4];
+    V tmax[kVectors];
     const qelrKDNode* node;
     int32_t pushed;
     int32_t farOnly;
@@ -58,23 +73,23 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   for (;;) {
     while (IsInterior(node)) {
       const int32_t k = InteriorAxis(node);
-      const __m128 offset = _mm_sub_ps(_mm_set1_ps(InteriorSplit(node)), _mm_set1_ps(origin[k]));
+      const V offset = L::Set1(InteriorSplit(node) - origin[k]);
       const qelrKDNode* children = InteriorChildren(node);
       const int32_t nearIndex = (octant >> k) & 1;
       const qelrKDNode* nearNode = children + nearIndex;
       const qelrKDNode* farNode = children + (1 - nearIndex);
-      __m128 t[4] = {};
-      int32_t farOnly = 0, pushed = 0;
-      for (int32_t q = 0; q < 4; ++q) {
-        if (((present >> q) & 1) == 0) continue;
-        const PacketWalkLanes& l = lanes[q];
-        t[q] = _mm_mul_ps(offset, l.inverse[k]);
-        const bool nearToo = _mm_movemask_ps(_mm_and_ps(l.active, _mm_cmple_ps(l.tmin, t[q]))) != 0;
-        const bool farToo = _mm_movemask_ps(_mm_and_ps(l.active, _mm_cmple_ps(t[q], l.tmax))) != 0;
-        farOnly |= static_cast<int32_t>(!nearToo) << q;
-        pushed |= static_cast<int32_t>(nearToo && farToo) << q;
+      V t[kVectors] = {};
+      int32_t nearToo = 0, farToo = 0;
+      for (int32_t v = 0; v < kVectors; ++v) {
+        if (kernelsOf(present, v) == 0) continue;
+        const PacketWalkLanes<L>& l = lanes[v];
+        t[v] = L::Mul(offset, l.inverse[k]);
+        nearToo |= L::KernelsWithAnyLane(L::LaneBits(L::And(l.active, L::CmpLe(l.tmin, t[v])))) << (kPer * v);
+        farToo |= L::KernelsWithAnyLane(L::LaneBits(L::And(l.active, L::CmpLe(t[v], l.tmax)))) << (kPer * v);
       }
-      const int32_t nearOnly = present & ~farOnly & ~pushed;
+      const int32_t farOnly = present & ~nearToo;
+      const int32_t pushed = present & nearToo & farToo;
+      const int32_t nearOnly = present & nearToo & ~farToo;
       if ((nearOnly | pushed) == 0) {
         node = farNode;
         continue;
@@ -90,29 +105,30 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
         e.node = farNode;
         e.pushed = pushed;
         e.farOnly = farOnly;
-        for (int32_t q = 0; q < 4; ++q)
-          if (((pushed >> q) & 1) != 0) e.tmax[q] = lanes[q].tmax;
+        for (int32_t v = 0; v < kVectors; ++v) e.tmax[v] = lanes[v].tmax;
       }
-      for (int32_t q = 0; q < 4; ++q) {
-        if (((pushed >> q) & 1) == 0) continue;
-        PacketWalkLanes& l = lanes[q];
-        const __m128 m = _mm_min_ps(l.tmax, t[q]);
-        l.active = _mm_and_ps(l.active, _mm_cmple_ps(l.tmin, m));
-        l.tmax = _mm_max_ps(m, l.tmin);
-        ++ownDepth[q];
+      for (int32_t v = 0; v < kVectors; ++v) {
+        const int32_t set = kernelsOf(pushed, v);
+        if (set == 0) continue;
+        PacketWalkLanes<L>& l = lanes[v];
+        const V m = L::Min(l.tmax, t[v]);
+        l.active = update(set, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
+        l.tmax = update(set, L::Max(m, l.tmin), l.tmax);
       }
+      for (int32_t q = 0; q < 4; ++q) ownDepth[q] += (pushed >> q) & 1;
       present = nearOnly | pushed;
       node = nearNode;
     }
     policy.VisitLeaf(node, present);
-    for (int32_t q = 0; q < 4; ++q) {
-      if (((present >> q) & 1) == 0) continue;
-      if (ownDepth[q] == 0) {
-        ended |= 1 << q;
-        continue;
-      }
-      lanes[q].active = policy.ResumeLanes(q, lanes[q].tmax);
-      if (_mm_movemask_ps(lanes[q].active) == 0) ended |= 1 << q;
+    int32_t goOn = 0;
+    for (int32_t q = 0; q < 4; ++q)
+      if (((present >> q) & 1) != 0) (ownDepth[q] == 0 ? ended : goOn) |= 1 << q;
+    for (int32_t v = 0; v < kVectors; ++v) {
+      const int32_t set = kernelsOf(goOn, v);
+      if (set == 0) continue;
+      const V resume = policy.ResumeLanes(v, lanes[v].tmax);
+      lanes[v].active = update(set, resume, lanes[v].active);
+      ended |= (set & ~L::KernelsWithAnyLane(L::LaneBits(resume))) << (kPer * v);
     }
     // On to the latest far child that a kernel still goes to.
     for (;;) {
@@ -121,12 +137,14 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
       const int32_t resumePushed = e.pushed & ~ended;
       present = (resumePushed | e.farOnly) & ~ended;
       if (present == 0) continue;
-      for (int32_t q = 0; q < 4; ++q) {
-        if (((resumePushed >> q) & 1) == 0) continue;
-        lanes[q].tmin = lanes[q].tmax;
-        lanes[q].tmax = e.tmax[q];
-        --ownDepth[q];
+      for (int32_t v = 0; v < kVectors; ++v) {
+        const int32_t set = kernelsOf(resumePushed, v);
+        if (set == 0) continue;
+        PacketWalkLanes<L>& l = lanes[v];
+        l.tmin = update(set, l.tmax, l.tmin);
+        l.tmax = update(set, e.tmax[v], l.tmax);
       }
+      for (int32_t q = 0; q < 4; ++q) ownDepth[q] -= (resumePushed >> q) & 1;
       node = e.node;
       break;
     }

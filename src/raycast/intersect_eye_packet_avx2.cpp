@@ -1,0 +1,11 @@
+// The packet path in AVX vectors, two four-ray kernels per vector.  Built
+// for AVX2 without fused multiply-add; it runs only where the processor
+// has AVX2.
+#include "raycast/intersect_eye_packet_body.h"
+#include "raycast/intersect_eye_paths.h"
+#include "raycast/packet_lanes_avx2.h"
+
+void IntersectEyePacketsAvx2(const float* pEye, const float* const pDirection[3], float* pDist, float* const pHit[2],
+                             int32_t* pTriangle, const qelrSceneContext* pContext, qelrSize size) {
+  IntersectEyePacketsWith<Avx2Lanes>(pEye, pDirection, pDist, pHit, pTriangle, pContext, size);
+}

@@ -1,0 +1,48 @@
+// The packet kernels' arithmetic on AVX vectors: two four-ray kernels side
+// by side, kernel 0 in the low half.  Each lane does exactly the
+// single-precision operation of the SSE form (no fused multiply-add), and
+// vrcpps on eight lanes gives the bits of rcpps on each half, so both forms
+// give the same results.  Include only in files built for AVX2.
+#pragma once
+
+#include <cstdint>
+#include <immintrin.h>
+
+struct Avx2Lanes {
+  using V = __m256;
+  static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
+
+  static V Set1(float x) { return _mm256_set1_ps(x); }
+  static V Zero() { return _mm256_setzero_ps(); }
+  static V AllOnes() { return _mm256_castsi256_ps(_mm256_set1_epi32(-1)); }
+  static V Add(V a, V b) { return _mm256_add_ps(a, b); }
+  static V Sub(V a, V b) { return _mm256_sub_ps(a, b); }
+  static V Mul(V a, V b) { return _mm256_mul_ps(a, b); }
+  static V Min(V a, V b) { return _mm256_min_ps(a, b); }
+  static V Max(V a, V b) { return _mm256_max_ps(a, b); }
+  static V And(V a, V b) { return _mm256_and_ps(a, b); }
+  static V Or(V a, V b) { return _mm256_or_ps(a, b); }
+  static V AndNot(V a, V b) { return _mm256_andnot_ps(a, b); }  // ~a & b
+  static V CmpLt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LT_OS); }
+  static V CmpLe(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LE_OS); }
+  // Masks are all ones or all zeros per lane, so the sign bit decides.
+  static V Select(V mask, V a, V b) { return _mm256_blendv_ps(b, a, mask); }
+  static V Rcp(V a) { return _mm256_rcp_ps(a); }
+  static V Index(int32_t i) { return _mm256_castsi256_ps(_mm256_set1_epi32(i)); }
+  static int32_t LaneBits(V mask) { return _mm256_movemask_ps(mask); }
+
+  // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`.
+  static int32_t KernelsWithAnyLane(int32_t laneBits) {
+    return static_cast<int32_t>((laneBits & 0xF) != 0) | (static_cast<int32_t>((laneBits >> 4) != 0) << 1);
+  }
+  // The lanes of the kernels in `kernelBits`, as bits and as a mask.
+  static int32_t KernelLaneBits(int32_t kernelBits) { return ((kernelBits & 1) * 0xF) | ((kernelBits & 2) * 0x78); }
+  static V KernelLanes(int32_t kernelBits) {
+    const __m256i bit = _mm256_setr_epi32(1, 1, 1, 1, 2, 2, 2, 2);
+    return _mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_and_si256(_mm256_set1_epi32(kernelBits), bit), bit));
+  }
+
+  // The vector of kernels[0 .. kKernels), and kernel j of a vector.
+  static V Join(const __m128* kernels) { return _mm256_set_m128(kernels[1], kernels[0]); }
+  static __m128 Part(V v, int32_t j) { return j == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1); }
+};

@@ -1,0 +1,41 @@
+// The packet kernels' arithmetic on SSE vectors: one four-ray kernel per
+// vector.  Every operation is the plain single-precision one of its lane.
+#pragma once
+
+#include <cstdint>
+#include <emmintrin.h>
+
+#include "raycast/ray_math.h"
+
+struct SseLanes {
+  using V = __m128;
+  static constexpr int32_t kKernels = 1;  // four-ray kernels per vector
+
+  static V Set1(float x) { return _mm_set1_ps(x); }
+  static V Zero() { return _mm_setzero_ps(); }
+  static V AllOnes() { return _mm_castsi128_ps(_mm_set1_epi32(-1)); }
+  static V Add(V a, V b) { return _mm_add_ps(a, b); }
+  static V Sub(V a, V b) { return _mm_sub_ps(a, b); }
+  static V Mul(V a, V b) { return _mm_mul_ps(a, b); }
+  static V Min(V a, V b) { return _mm_min_ps(a, b); }
+  static V Max(V a, V b) { return _mm_max_ps(a, b); }
+  static V And(V a, V b) { return _mm_and_ps(a, b); }
+  static V Or(V a, V b) { return _mm_or_ps(a, b); }
+  static V AndNot(V a, V b) { return _mm_andnot_ps(a, b); }  // ~a & b
+  static V CmpLt(V a, V b) { return _mm_cmplt_ps(a, b); }
+  static V CmpLe(V a, V b) { return _mm_cmple_ps(a, b); }
+  static V Select(V mask, V a, V b) { return ::Select(mask, a, b); }
+  static V Rcp(V a) { return _mm_rcp_ps(a); }
+  static V Index(int32_t i) { return _mm_castsi128_ps(_mm_set1_epi32(i)); }
+  static int32_t LaneBits(V mask) { return _mm_movemask_ps(mask); }
+
+  // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`.
+  static int32_t KernelsWithAnyLane(int32_t laneBits) { return laneBits != 0; }
+  // The lanes of the kernels in `kernelBits`, as bits and as a mask.
+  static int32_t KernelLaneBits(int32_t kernelBits) { return kernelBits != 0 ? 0xF : 0; }
+  static V KernelLanes(int32_t kernelBits) { return kernelBits != 0 ? AllOnes() : Zero(); }
+
+  // The vector of kernels[0 .. kKernels), and kernel j of a vector.
+  static V Join(const __m128* kernels) { return kernels[0]; }
+  static __m128 Part(V v, int32_t) { return v; }
+};
