@@ -1,5 +1,5 @@
 // Chooses the packet path's form for this processor once, at load, through
-// an ifunc: the choice lives in the relocation, not in a variable.  Both
+// an ifunc: the choice lives in the relocation, not in a variable.  All
 // forms give the same bits.
 #include "raycast/intersect_eye_paths.h"
 
@@ -12,6 +12,7 @@ extern "C" {
 // nothing that is not yet bound, so sanitizers may not instrument it.
 __attribute__((no_sanitize("address", "undefined"))) IntersectEyePacketsFn resolveIntersectEyePackets() {
   __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return IntersectEyePacketsAvx512;
   return __builtin_cpu_supports("avx2") ? IntersectEyePacketsAvx2 : IntersectEyePacketsSse;
 }
 

@@ -15,8 +15,8 @@ void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3],
 // 4 by 4 tiles of four-ray kernels; approximate reciprocals, no epsilon, and
 // a miss in a kernel's mask gets 0.0 in `pHit`.  Needs sides that are
 // multiples of 4 and 16-byte aligned planes.  Chosen at load between two
-// forms with the same results: SSE vectors, and AVX vectors where the
-// processor has AVX2.
+// forms with the same results: SSE vectors, AVX vectors where the processor
+// has AVX2, and AVX-512 vectors where it has AVX-512F and DQ.
 void IntersectEyePackets(const float* pEye, const float* const pDirection[3], float* pDist,
                          float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
                          qelrSize size);
@@ -26,3 +26,6 @@ void IntersectEyePacketsSse(const float* pEye, const float* const pDirection[3],
 void IntersectEyePacketsAvx2(const float* pEye, const float* const pDirection[3], float* pDist,
                              float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
                              qelrSize size);
+void IntersectEyePacketsAvx512(const float* pEye, const float* const pDirection[3], float* pDist,
+                               float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                               qelrSize size);

@@ -1,4 +1,4 @@
-// The packet path's two forms, SSE vectors and AVX vectors, called
+// The packet path's three forms, SSE, AVX and AVX-512 vectors, called
 // directly, each against the scalar model of the packet path: the export
 // runs only the form that the loader chose.
 #include <immintrin.h>
@@ -19,12 +19,13 @@ using PacketForm = void (*)(const float*, const float* const[3], float*, float* 
                             const qelrSceneContext*, qelrSize);
 
 bool HasAvx2() { return __builtin_cpu_supports("avx2"); }
+bool HasAvx512() { return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq"); }
 
 __attribute__((target("avx2"))) void Rcp8(const float* in, float* out) {
   _mm256_storeu_ps(out, _mm256_rcp_ps(_mm256_loadu_ps(in)));
 }
 
-// The AVX form takes its reciprocals eight at a time; they must be the
+// The AVX forms take their reciprocals eight at a time; they must be the
 // rcpps bits of each lane.  Every exponent with a spread of mantissas, both
 // signs, and the specials.
 TEST(EyePacketForms, EightLaneReciprocalIsTheFourLaneOne) {
@@ -43,8 +44,8 @@ TEST(EyePacketForms, EightLaneReciprocalIsTheFourLaneOne) {
   }
 }
 
-// Random scenes, eyes and packet blocks (mixed octants pair a running
-// kernel with an idle one in a vector), through one form and the model.
+// Random scenes, eyes and packet blocks (mixed octants put running and idle
+// kernels in one vector), through one form and the model.
 void CompareForm(PacketForm form, uint64_t seed) {
   qt::Rng rng(seed);
   int hits = 0;
@@ -72,6 +73,11 @@ TEST(EyePacketForms, SseFormMatchesModel) { CompareForm(IntersectEyePacketsSse, 
 TEST(EyePacketForms, AvxFormMatchesModel) {
   if (!HasAvx2()) GTEST_SKIP() << "no AVX2";
   CompareForm(IntersectEyePacketsAvx2, 52);
+}
+
+TEST(EyePacketForms, Avx512FormMatchesModel) {
+  if (!HasAvx512()) GTEST_SKIP() << "no AVX-512";
+  CompareForm(IntersectEyePacketsAvx512, 53);
 }
 
 }  // namespace
