@@ -84,6 +84,7 @@ inline void FinishKernel(const EyeBlock& b, int64_t at, __m128 laneMask, __m128 
 template <class L>
 struct EyeKernels {
   using V = typename L::V;
+  using M = typename L::M;
   static constexpr int32_t kVectors = 4 / L::kKernels;
 
   const qelrTriangleAccel* accel;
@@ -119,16 +120,16 @@ struct EyeKernels {
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
         // NaN passes; the tests of t keep such lanes from being accepted.
         const V zero = L::Zero();
-        const V anyNegative =
+        const M anyNegative =
             L::Or(L::Or(L::CmpLt(L::Mul(R, P), zero), L::CmpLt(L::Mul(R, Q), zero)), L::CmpLt(L::Mul(P, Q), zero));
         if ((~L::LaneBits(anyNegative) & L::KernelLaneBits(set)) == 0) continue;
-        const V pass = L::AndNot(anyNegative, L::KernelLanes(set));
+        const M pass = L::AndNot(anyNegative, L::KernelLanes(set));
         // Approximate reciprocal, cleared where the lane failed, then one
         // Newton step.
-        const V r = L::And(L::Rcp(D), pass);
+        const V r = L::Keep(pass, L::Rcp(D));
         const V inverseD = L::Sub(L::Add(r, r), L::Mul(L::Mul(r, r), D));
         const V t = L::Mul(T, inverseD);
-        const V accept = L::And(pass, L::And(L::CmpLt(t, best[v]), L::CmpLt(zero, t)));
+        const M accept = L::And(pass, L::And(L::CmpLt(t, best[v]), L::CmpLt(zero, t)));
         best[v] = L::Select(accept, t, best[v]);
         hitU[v] = L::Select(accept, L::Mul(P, inverseD), hitU[v]);
         hitV[v] = L::Select(accept, L::Mul(Q, inverseD), hitV[v]);
@@ -140,7 +141,7 @@ struct EyeKernels {
 
   // A lane goes on to the next far child only if that child could still
   // hold something nearer than its best hit.
-  V ResumeLanes(int32_t v, V tmax) const { return L::CmpLt(tmax, best[v]); }
+  M ResumeLanes(int32_t v, V tmax) const { return L::CmpLt(tmax, best[v]); }
 };
 
 // The rows of a tile that hold rays of `octant`, as kernels walking
@@ -179,7 +180,9 @@ void TraceOctant(const EyeBlock& b, int64_t tileStart, int32_t width, const Tile
     }
     walk[v].tmin = join(&KernelStart::tmin);
     walk[v].tmax = join(&KernelStart::tmax);
-    walk[v].active = join(&KernelStart::active);
+    __m128 active[L::kKernels];
+    for (int32_t j = 0; j < L::kKernels; ++j) active[j] = first[j].active;
+    walk[v].active = L::JoinMask(active);
     h.best[v] = join(&KernelStart::best);
     h.triangle[v] = join(&KernelStart::triangle);
     h.hitU[v] = h.hitV[v] = L::Zero();

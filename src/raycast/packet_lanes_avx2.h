@@ -10,6 +10,7 @@
 
 struct Avx2Lanes {
   using V = __m256;
+  using M = V;  // lane masks: all ones or all zeros per lane
   static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm256_set1_ps(x); }
@@ -29,7 +30,9 @@ struct Avx2Lanes {
   static V Select(V mask, V a, V b) { return _mm256_blendv_ps(b, a, mask); }
   static V Rcp(V a) { return _mm256_rcp_ps(a); }
   static V Index(int32_t i) { return _mm256_castsi256_ps(_mm256_set1_epi32(i)); }
-  static int32_t LaneBits(V mask) { return _mm256_movemask_ps(mask); }
+  static V Keep(M mask, V a) { return And(mask, a); }  // a, 0.0 outside the mask
+  static M SelectMask(M mask, M a, M b) { return Select(mask, a, b); }
+  static int32_t LaneBits(M mask) { return _mm256_movemask_ps(mask); }
 
   // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`.
   static int32_t KernelsWithAnyLane(int32_t laneBits) {
@@ -43,6 +46,7 @@ struct Avx2Lanes {
   }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
+  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return _mm256_set_m128(kernels[1], kernels[0]); }
   static __m128 Part(V v, int32_t j) { return j == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1); }
 };

@@ -9,6 +9,7 @@
 
 struct SseLanes {
   using V = __m128;
+  using M = V;  // lane masks: all ones or all zeros per lane
   static constexpr int32_t kKernels = 1;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm_set1_ps(x); }
@@ -27,7 +28,9 @@ struct SseLanes {
   static V Select(V mask, V a, V b) { return ::Select(mask, a, b); }
   static V Rcp(V a) { return _mm_rcp_ps(a); }
   static V Index(int32_t i) { return _mm_castsi128_ps(_mm_set1_epi32(i)); }
-  static int32_t LaneBits(V mask) { return _mm_movemask_ps(mask); }
+  static V Keep(M mask, V a) { return And(mask, a); }  // a, 0.0 outside the mask
+  static M SelectMask(M mask, M a, M b) { return Select(mask, a, b); }
+  static int32_t LaneBits(M mask) { return _mm_movemask_ps(mask); }
 
   // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`.
   static int32_t KernelsWithAnyLane(int32_t laneBits) { return laneBits != 0; }
@@ -36,6 +39,7 @@ struct SseLanes {
   static V KernelLanes(int32_t kernelBits) { return kernelBits != 0 ? AllOnes() : Zero(); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
+  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return kernels[0]; }
   static __m128 Part(V v, int32_t) { return v; }
 };

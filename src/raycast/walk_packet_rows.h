@@ -21,7 +21,7 @@
 // The policy supplies the leaf work:
 //   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels)
 //       tests the leaf's triangles for the kernels given;
-//   V ResumeLanes(int32_t vector, V tmax)
+//   M ResumeLanes(int32_t vector, V tmax)
 //       after a leaf, the lanes of the vector's kernels that go on to their
 //       next far child.
 #pragma once
@@ -38,13 +38,14 @@ template <class L>
 struct PacketWalkLanes {
   typename L::V inverse[3];
   typename L::V tmin, tmax;
-  typename L::V active;
+  typename L::M active;
 };
 
 template <class L, class Policy>
 inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float origin[3], PacketWalkLanes<L> lanes[],
                            int32_t kernels, Policy& policy) {
   using V = typename L::V;
+  using M = typename L::M;
   constexpr int32_t kPer = L::kKernels;
   constexpr int32_t kVectors = 4 / kPer;
   constexpr int32_t kWhole = (1 << kPer) - 1;
@@ -52,6 +53,9 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   // Lane v of `value` where the vector's kernels in `set` are, else `old`.
   auto update = [](int32_t set, V value, V old) {
     return set == kWhole ? value : L::Select(L::KernelLanes(set), value, old);
+  };
+  auto updateMask = [](int32_t set, M value, M old) {
+    return set == kWhole ? value : L::SelectMask(L::KernelLanes(set), value, old);
   };
 
   // A far child kept for later, with the kernels that go on there: those
@@ -112,7 +116,7 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
         if (set == 0) continue;
         PacketWalkLanes<L>& l = lanes[v];
         const V m = L::Min(l.tmax, t[v]);
-        l.active = update(set, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
+        l.active = updateMask(set, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
         l.tmax = update(set, L::Max(m, l.tmin), l.tmax);
       }
       for (int32_t q = 0; q < 4; ++q) ownDepth[q] += (pushed >> q) & 1;
@@ -126,8 +130,8 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
     for (int32_t v = 0; v < kVectors; ++v) {
       const int32_t set = kernelsOf(goOn, v);
       if (set == 0) continue;
-      const V resume = policy.ResumeLanes(v, lanes[v].tmax);
-      lanes[v].active = update(set, resume, lanes[v].active);
+      const M resume = policy.ResumeLanes(v, lanes[v].tmax);
+      lanes[v].active = updateMask(set, resume, lanes[v].active);
       ended |= (set & ~L::KernelsWithAnyLane(L::LaneBits(resume))) << (kPer * v);
     }
     // On to the latest far child that a kernel still goes to.
