@@ -3,7 +3,7 @@
 // has AVX2.
 #include "raycast/intersect_eye_packet_body.h"
 #include "raycast/intersect_eye_paths.h"
-#include "raycast/packet_lanes_avx2.h"
+#include "raycast/lanes_avx2.h"
 
 void IntersectEyePacketsAvx2(const float* pEye, const float* const pDirection[3], float* pDist, float* const pHit[2],
                              int32_t* pTriangle, const qelrSceneContext* pContext, qelrSize size) {

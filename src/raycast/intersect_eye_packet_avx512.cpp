@@ -3,7 +3,7 @@
 // multiplies and adds apart); it runs only where the processor has them.
 #include "raycast/intersect_eye_packet_body.h"
 #include "raycast/intersect_eye_paths.h"
-#include "raycast/packet_lanes_avx512.h"
+#include "raycast/lanes_avx512.h"
 
 void IntersectEyePacketsAvx512(const float* pEye, const float* const pDirection[3], float* pDist,
                                float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,

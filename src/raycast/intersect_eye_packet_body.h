@@ -19,6 +19,8 @@
 #include "raycast/walk_packet_rows.h"
 
 namespace eye_packet_detail {
+// Each form's file gets its own copy of these, built for its processor.
+namespace {
 
 struct EyeBlock {
   const float* eye;
@@ -196,6 +198,7 @@ void TraceOctant(const EyeBlock& b, int64_t tileStart, int32_t width, const Tile
   }
 }
 
+}  // namespace
 }  // namespace eye_packet_detail
 
 template <class L>

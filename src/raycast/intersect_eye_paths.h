@@ -1,5 +1,9 @@
 // The two paths of the eye-ray nearest-hit search.  The export chooses one
 // by the block's sides and the planes' alignment.
+//
+// Each path is chosen at load between forms with the same results: SSE
+// vectors, AVX vectors where the processor has AVX2, and AVX-512 vectors
+// where it has AVX-512F and DQ.  The forms are declared too, for tests.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +18,20 @@ void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3],
 
 // 4 by 4 tiles of four-ray kernels; approximate reciprocals, no epsilon, and
 // a miss in a kernel's mask gets 0.0 in `pHit`.  Needs sides that are
-// multiples of 4 and 16-byte aligned planes.  Chosen at load between two
-// forms with the same results: SSE vectors, AVX vectors where the processor
-// has AVX2, and AVX-512 vectors where it has AVX-512F and DQ.
+// multiples of 4 and 16-byte aligned planes.
 void IntersectEyePackets(const float* pEye, const float* const pDirection[3], float* pDist,
                          float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
                          qelrSize size);
+
+void IntersectEyeSingleRaysSse(const float* pEye, const float* const pDirection[3], float* pDist,
+                               float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                               qelrSize size);
+void IntersectEyeSingleRaysAvx2(const float* pEye, const float* const pDirection[3], float* pDist,
+                                float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                                qelrSize size);
+void IntersectEyeSingleRaysAvx512(const float* pEye, const float* const pDirection[3], float* pDist,
+                                  float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                                  qelrSize size);
 void IntersectEyePacketsSse(const float* pEye, const float* const pDirection[3], float* pDist,
                             float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
                             qelrSize size);

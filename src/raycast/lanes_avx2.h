@@ -1,8 +1,8 @@
-// The packet kernels' arithmetic on AVX vectors: two four-ray kernels side
-// by side, kernel 0 in the low half.  Each lane does exactly the
-// single-precision operation of the SSE form (no fused multiply-add), and
-// vrcpps on eight lanes gives the bits of rcpps on each half, so both forms
-// give the same results.  Include only in files built for AVX2.
+// The eye-ray paths' arithmetic on AVX vectors of eight lanes (for the
+// packet path, two four-ray kernels side by side, kernel 0 in the low half).
+// Each lane does exactly the single-precision operation of the SSE form (no
+// fused multiply-add), and vrcpps on eight lanes gives the bits of rcpps on
+// each half, so both forms give the same results.  Include only in files built for AVX2.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,7 @@
 struct Avx2Lanes {
   using V = __m256;
   using M = V;  // lane masks: all ones or all zeros per lane
+  static constexpr int32_t kLanes = 8;
   static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm256_set1_ps(x); }
@@ -29,6 +30,15 @@ struct Avx2Lanes {
   // Masks are all ones or all zeros per lane, so the sign bit decides.
   static V Select(V mask, V a, V b) { return _mm256_blendv_ps(b, a, mask); }
   static V Rcp(V a) { return _mm256_rcp_ps(a); }
+  static V Load(const float* p) { return _mm256_loadu_ps(p); }
+  static void Store(float* p, V a) { _mm256_storeu_ps(p, a); }
+  static V Div(V a, V b) { return _mm256_div_ps(a, b); }
+  static M CmpGt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_GT_OS); }
+  static M CmpGe(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_GE_OS); }
+  static M MaskFromBits(int32_t laneBits) {
+    const __m256i bit = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
+    return _mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_and_si256(_mm256_set1_epi32(laneBits), bit), bit));
+  }
   static V Index(int32_t i) { return _mm256_castsi256_ps(_mm256_set1_epi32(i)); }
   static V Keep(M mask, V a) { return And(mask, a); }  // a, 0.0 outside the mask
   static M SelectMask(M mask, M a, M b) { return Select(mask, a, b); }

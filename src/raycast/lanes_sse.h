@@ -1,5 +1,6 @@
-// The packet kernels' arithmetic on SSE vectors: one four-ray kernel per
-// vector.  Every operation is the plain single-precision one of its lane.
+// The eye-ray paths' arithmetic on SSE vectors of four lanes (for the packet
+// path, one four-ray kernel per vector).  Every operation is the plain
+// single-precision one of its lane.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +11,7 @@
 struct SseLanes {
   using V = __m128;
   using M = V;  // lane masks: all ones or all zeros per lane
+  static constexpr int32_t kLanes = 4;
   static constexpr int32_t kKernels = 1;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm_set1_ps(x); }
@@ -27,6 +29,12 @@ struct SseLanes {
   static V CmpLe(V a, V b) { return _mm_cmple_ps(a, b); }
   static V Select(V mask, V a, V b) { return ::Select(mask, a, b); }
   static V Rcp(V a) { return _mm_rcp_ps(a); }
+  static V Load(const float* p) { return _mm_loadu_ps(p); }
+  static void Store(float* p, V a) { _mm_storeu_ps(p, a); }
+  static V Div(V a, V b) { return _mm_div_ps(a, b); }
+  static M CmpGt(V a, V b) { return _mm_cmpgt_ps(a, b); }
+  static M CmpGe(V a, V b) { return _mm_cmpge_ps(a, b); }
+  static M MaskFromBits(int32_t laneBits) { return LaneMaskFromBits(laneBits); }
   static V Index(int32_t i) { return _mm_castsi128_ps(_mm_set1_epi32(i)); }
   static V Keep(M mask, V a) { return And(mask, a); }  // a, 0.0 outside the mask
   static M SelectMask(M mask, M a, M b) { return Select(mask, a, b); }

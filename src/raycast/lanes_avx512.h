@@ -1,9 +1,10 @@
-// The packet kernels' arithmetic on AVX-512 vectors: all four four-ray
-// kernels of a tile in one vector, kernel q in lanes 4q to 4q + 3.  Each
-// lane does exactly the single-precision operation of the SSE form (no
-// fused multiply-add), and the reciprocals are taken eight lanes at a time
-// with vrcpps, whose bits are those of rcpps on each lane (AVX-512 has only
-// the 14-bit one).  Lane masks live in mask registers.  Include only in files built for AVX-512F and DQ.
+// The eye-ray paths' arithmetic on AVX-512 vectors of sixteen lanes (for the
+// packet path, all four four-ray kernels of a tile in one vector, kernel q
+// in lanes 4q to 4q + 3).  Each lane does exactly the single-precision
+// operation of the SSE form (no fused multiply-add), and the reciprocals are
+// taken eight lanes at a time with vrcpps, whose bits are those of rcpps on
+// each lane (AVX-512 has only the 14-bit one).  Lane masks live in mask
+// registers.  Include only in files built for AVX-512F and DQ.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 struct Avx512Lanes {
   using V = __m512;
   using M = __mmask16;  // lane masks: bit j for lane j
+  static constexpr int32_t kLanes = 16;
   static constexpr int32_t kKernels = 4;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm512_set1_ps(x); }
@@ -34,6 +36,12 @@ struct Avx512Lanes {
     const __m256 high = _mm256_rcp_ps(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(a), 1)));
     return _mm512_castpd_ps(_mm512_insertf64x4(_mm512_castps_pd(_mm512_castps256_ps512(low)), _mm256_castps_pd(high), 1));
   }
+  static V Load(const float* p) { return _mm512_loadu_ps(p); }
+  static void Store(float* p, V a) { _mm512_storeu_ps(p, a); }
+  static V Div(V a, V b) { return _mm512_div_ps(a, b); }
+  static M CmpGt(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_GT_OS); }
+  static M CmpGe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_GE_OS); }
+  static M MaskFromBits(int32_t laneBits) { return static_cast<M>(laneBits); }
   static V Index(int32_t i) { return _mm512_castsi512_ps(_mm512_set1_epi32(i)); }
   static int32_t LaneBits(M mask) { return mask; }
 
