@@ -1,6 +1,6 @@
 // Nearest hit of each ray, four coherent rays at a time, written once for
-// any lanes type (SseLanes, Avx2Lanes); each form is built in a file of its
-// own.
+// any lanes type (SseLanes, Avx2Lanes, Avx512Lanes); each form is built in a
+// file of its own.
 //
 // Every four-ray kernel (one row of a tile, the rays of one octant) gets
 // exactly its own walk and tests.  The kernels of one tile and octant walk
@@ -101,24 +101,12 @@ struct EyeKernels {
     ForEachLeafTriangle(leaf, [&](int32_t index) {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
-      const TriangleAxes ax = ReadTriangleAxes(a);
-      // Every ray starts at the eye, so the triangle's offset from it and T
-      // are the same in all lanes: formed once, with the lanes' operations.
-      const float pu = a.pointU - eye[ax.u];
-      const float pw = a.pointW - eye[ax.w];
-      const V T = L::Set1(((a.normalU * pu) + (a.pointK - eye[ax.k])) + (a.normalW * pw));
-      const V PU = L::Set1(pu), PW = L::Set1(pw);
-      const V normalU = L::Set1(a.normalU), normalW = L::Set1(a.normalW);
+      const TriangleFromEye<L> tri = PacketTriangle<L>(a, eye);
       for (int32_t v = 0; v < kVectors; ++v) {
         const int32_t set = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
         if (set == 0) continue;
-        const V du = direction[v][ax.u], dw = direction[v][ax.w], dk = direction[v][ax.k];
-        const V D = L::Add(L::Add(L::Mul(normalU, du), dk), L::Mul(normalW, dw));
-        const V xu = L::Sub(L::Mul(du, T), L::Mul(PU, D));
-        const V xw = L::Sub(L::Mul(dw, T), L::Mul(PW, D));
-        const V P = L::Sub(L::Mul(L::Set1(a.edge2W), xu), L::Mul(L::Set1(a.edge2U), xw));
-        const V Q = L::Sub(L::Mul(L::Set1(a.edge1U), xw), L::Mul(L::Set1(a.edge1W), xu));
-        const V R = L::Sub(L::Sub(D, P), Q);
+        const LaneCrossing<L> c = CrossTrianglePacketLanes(tri, direction[v]);
+        const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
         // NaN passes; the tests of t keep such lanes from being accepted.
         const V zero = L::Zero();

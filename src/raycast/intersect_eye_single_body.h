@@ -72,25 +72,13 @@ struct EyeLanes {
     ForEachLeafTriangle(leaf, [&](int32_t index) {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
-      const TriangleAxes ax = ReadTriangleAxes(a);
-      // Every ray starts at the eye, so the triangle's offset from it and T
-      // are the same in all lanes: formed once, with the lanes' operations.
-      const float pu = a.pointU - eye[ax.u];
-      const float pw = a.pointW - eye[ax.w];
-      const V T = L::Set1(((a.pointK + (a.normalU * pu)) + (a.normalW * pw)) - eye[ax.k]);
-      const V PU = L::Set1(pu), PW = L::Set1(pw);
-      const V normalU = L::Set1(a.normalU), normalW = L::Set1(a.normalW);
+      const TriangleFromEye<L> tri = SingleRayTriangle<L>(a, eye);
       const V zero = L::Zero();
       for (int32_t v = 0; v < kVectors; ++v) {
         const int32_t bits = (laneBits >> (L::kLanes * v)) & kVectorLanes;
         if (bits == 0) continue;
-        const V du = direction[v][ax.u], dw = direction[v][ax.w], dk = direction[v][ax.k];
-        const V D = L::Add(L::Add(L::Mul(normalU, du), L::Mul(normalW, dw)), dk);
-        const V xu = L::Sub(L::Mul(du, T), L::Mul(PU, D));
-        const V xw = L::Sub(L::Mul(dw, T), L::Mul(PW, D));
-        const V P = L::Sub(L::Mul(L::Set1(a.edge2W), xu), L::Mul(L::Set1(a.edge2U), xw));
-        const V Q = L::Sub(L::Mul(L::Set1(a.edge1U), xw), L::Mul(L::Set1(a.edge1W), xu));
-        const V R = L::Sub(L::Sub(D, P), Q);
+        const LaneCrossing<L> c = CrossTriangleSingleLanes(tri, direction[v]);
+        const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // R * P, P * Q and R * Q all at least 0 (a NaN fails).
         const M signsAgree = L::And(L::And(L::CmpGe(L::Mul(R, P), zero), L::CmpGe(L::Mul(P, Q), zero)),
                                     L::CmpGe(L::Mul(R, Q), zero));

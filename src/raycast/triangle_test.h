@@ -1,10 +1,12 @@
-// The ray-triangle test on the projection record of a triangle, in its
-// single-ray and four-lane forms.
+// The ray-triangle test on the projection record of a triangle: for one ray,
+// and for many rays from the eye in vectors of lanes (lanes types SseLanes,
+// Avx2Lanes, Avx512Lanes), in the association of the single-ray path or of
+// the packet path.
 //
-// Both forms compute the same quantities: D, the ray direction against the
+// All forms compute the same quantities: D, the ray direction against the
 // plane; T, the origin's distance to the plane in the same units; and P, Q,
 // R, the three barycentric numerators.  The ray parameter of the hit is
-// T / D and the barycentric coordinates are P / D and Q / D.  The two forms
+// T / D and the barycentric coordinates are P / D and Q / D.  The two paths
 // associate D and T differently on purpose; each keeps its own order.
 // What counts as an accepted hit differs between the ray functions, so it
 // is left to the callers.
@@ -56,97 +58,96 @@ inline bool CrossesInside(const TriangleCrossing& c) {
   return c.R * c.P >= 0.0f && c.P * c.Q >= 0.0f && c.R * c.Q >= 0.0f;
 }
 
-// ---- Four lanes ----
+// ---- Four rays of the packet path's clip ----
 
 struct Rays4 {
   __m128 origin[3];
   __m128 direction[3];
 };
 
-// A triangle's record with every field spread over four lanes, formed once
-// and then tested against several groups of rays.
-struct TriangleRecord4 {
+// ---- Many rays from the eye, in lanes ----
+
+// The triangle's fields spread over the lanes, with what depends on the
+// triangle and the eye alone: every ray starts at the eye, so pu, pw and T
+// are the same in all lanes and are formed once, by the lanes' operations.
+template <class L>
+struct TriangleFromEye {
+  using V = typename L::V;
   TriangleAxes ax;
-  __m128 normalU, pointK, normalW, pointU, pointW, edge2U, edge2W, edge1U, edge1W;
-  explicit TriangleRecord4(const qelrTriangleAccel& a)
-      : ax(ReadTriangleAxes(a)),
-        normalU(_mm_set1_ps(a.normalU)),
-        pointK(_mm_set1_ps(a.pointK)),
-        normalW(_mm_set1_ps(a.normalW)),
-        pointU(_mm_set1_ps(a.pointU)),
-        pointW(_mm_set1_ps(a.pointW)),
-        edge2U(_mm_set1_ps(a.edge2U)),
-        edge2W(_mm_set1_ps(a.edge2W)),
-        edge1U(_mm_set1_ps(a.edge1U)),
-        edge1W(_mm_set1_ps(a.edge1W)) {}
+  V T, pu, pw;
+  V normalU, normalW, edge1U, edge1W, edge2U, edge2W;
 };
 
-struct TriangleCrossing4 {
-  __m128 pass;     // lanes whose barycentric numerators agree in sign
-  __m128 t;        // T times the refined reciprocal of D
-  __m128 P, Q;     // barycentric numerators
-  __m128 inverseD; // refined reciprocal of D, 0 where the lane did not pass
-};
+namespace triangle_test_detail {
 
-// The packet paths' test.  Returns false when no lane passes; `out` is then
-// incomplete.  A lane passes unless one of R * P, R * Q, P * Q is below 0,
-// so a NaN passes; the callers' tests of t keep such lanes from being
-// accepted.
-inline bool CrossTriangle4(const TriangleRecord4& a, const Rays4& ray, TriangleCrossing4& out) {
-  const TriangleAxes ax = a.ax;
-  const __m128 du = ray.direction[ax.u], dw = ray.direction[ax.w], dk = ray.direction[ax.k];
-  const __m128 D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, du), dk), _mm_mul_ps(a.normalW, dw));
-  const __m128 pu = _mm_sub_ps(a.pointU, ray.origin[ax.u]);
-  const __m128 pw = _mm_sub_ps(a.pointW, ray.origin[ax.w]);
-  const __m128 T = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, pu), _mm_sub_ps(a.pointK, ray.origin[ax.k])),
-                              _mm_mul_ps(a.normalW, pw));
-  const __m128 xu = _mm_sub_ps(_mm_mul_ps(du, T), _mm_mul_ps(pu, D));
-  const __m128 xw = _mm_sub_ps(_mm_mul_ps(dw, T), _mm_mul_ps(pw, D));
-  const __m128 P = _mm_sub_ps(_mm_mul_ps(a.edge2W, xu), _mm_mul_ps(a.edge2U, xw));
-  const __m128 Q = _mm_sub_ps(_mm_mul_ps(a.edge1U, xw), _mm_mul_ps(a.edge1W, xu));
-  const __m128 R = _mm_sub_ps(_mm_sub_ps(D, P), Q);
-  const __m128 zero = _mm_setzero_ps();
-  const __m128 anyNegative = _mm_or_ps(_mm_or_ps(_mm_cmplt_ps(_mm_mul_ps(R, P), zero),
-                                                 _mm_cmplt_ps(_mm_mul_ps(R, Q), zero)),
-                                       _mm_cmplt_ps(_mm_mul_ps(P, Q), zero));
-  const int anyNegativeBits = _mm_movemask_ps(anyNegative);
-  if (anyNegativeBits == 0xF) return false;
-  out.pass = _mm_andnot_ps(anyNegative, _mm_castsi128_ps(_mm_set1_epi32(-1)));
-  // Approximate reciprocal, cleared where the lane failed, then one Newton step.
-  const __m128 r = _mm_and_ps(_mm_rcp_ps(D), out.pass);
-  out.inverseD = _mm_sub_ps(_mm_add_ps(r, r), _mm_mul_ps(_mm_mul_ps(r, r), D));
-  out.t = _mm_mul_ps(T, out.inverseD);
-  out.P = P;
-  out.Q = Q;
-  return true;
+template <class L>
+inline TriangleFromEye<L> Spread(const qelrTriangleAccel& a, TriangleAxes ax, float T, float pu, float pw) {
+  return TriangleFromEye<L>{ax,
+                            L::Set1(T),
+                            L::Set1(pu),
+                            L::Set1(pw),
+                            L::Set1(a.normalU),
+                            L::Set1(a.normalW),
+                            L::Set1(a.edge1U),
+                            L::Set1(a.edge1W),
+                            L::Set1(a.edge2U),
+                            L::Set1(a.edge2W)};
 }
 
-// ---- The single-ray test on four lanes ----
+}  // namespace triangle_test_detail
 
-// Four single rays against one triangle: each lane does exactly what
-// CrossTriangle does for its ray (the single-ray association of D and T),
-// so the lanes can stand in for four scalar tests.
-struct SingleCrossing4 {
-  __m128 inside;  // lanes where R * P, P * Q and R * Q are all at least 0 (a NaN fails)
-  __m128 D, T, P, Q;
+// T = ((pointK + (normalU * pu)) + (normalW * pw)) - o[k], as the single ray
+// forms it.
+template <class L>
+inline TriangleFromEye<L> SingleRayTriangle(const qelrTriangleAccel& a, const float eye[3]) {
+  const TriangleAxes ax = ReadTriangleAxes(a);
+  const float pu = a.pointU - eye[ax.u], pw = a.pointW - eye[ax.w];
+  const float T = ((a.pointK + (a.normalU * pu)) + (a.normalW * pw)) - eye[ax.k];
+  return triangle_test_detail::Spread<L>(a, ax, T, pu, pw);
+}
+
+// T = ((normalU * pu) + (pointK - o[k])) + (normalW * pw), as the packet
+// kernel forms it.
+template <class L>
+inline TriangleFromEye<L> PacketTriangle(const qelrTriangleAccel& a, const float eye[3]) {
+  const TriangleAxes ax = ReadTriangleAxes(a);
+  const float pu = a.pointU - eye[ax.u], pw = a.pointW - eye[ax.w];
+  const float T = ((a.normalU * pu) + (a.pointK - eye[ax.k])) + (a.normalW * pw);
+  return triangle_test_detail::Spread<L>(a, ax, T, pu, pw);
+}
+
+template <class L>
+struct LaneCrossing {
+  typename L::V D, P, Q, R;
 };
 
-inline SingleCrossing4 CrossTriangleSingle4(const TriangleRecord4& a, const Rays4& ray) {
-  const TriangleAxes ax = a.ax;
-  const __m128 du = ray.direction[ax.u], dw = ray.direction[ax.w], dk = ray.direction[ax.k];
-  SingleCrossing4 c;
-  c.D = _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.normalU, du), _mm_mul_ps(a.normalW, dw)), dk);
-  const __m128 pu = _mm_sub_ps(a.pointU, ray.origin[ax.u]);
-  const __m128 pw = _mm_sub_ps(a.pointW, ray.origin[ax.w]);
-  c.T = _mm_sub_ps(_mm_add_ps(_mm_add_ps(a.pointK, _mm_mul_ps(a.normalU, pu)), _mm_mul_ps(a.normalW, pw)),
-                   ray.origin[ax.k]);
-  const __m128 xu = _mm_sub_ps(_mm_mul_ps(du, c.T), _mm_mul_ps(pu, c.D));
-  const __m128 xw = _mm_sub_ps(_mm_mul_ps(dw, c.T), _mm_mul_ps(pw, c.D));
-  c.P = _mm_sub_ps(_mm_mul_ps(a.edge2W, xu), _mm_mul_ps(a.edge2U, xw));
-  c.Q = _mm_sub_ps(_mm_mul_ps(a.edge1U, xw), _mm_mul_ps(a.edge1W, xu));
-  const __m128 R = _mm_sub_ps(_mm_sub_ps(c.D, c.P), c.Q);
-  const __m128 zero = _mm_setzero_ps();
-  c.inside = _mm_and_ps(_mm_and_ps(_mm_cmpge_ps(_mm_mul_ps(R, c.P), zero), _mm_cmpge_ps(_mm_mul_ps(c.P, c.Q), zero)),
-                        _mm_cmpge_ps(_mm_mul_ps(R, c.Q), zero));
+// P, Q and R of each lane from its D.
+template <class L>
+inline LaneCrossing<L> CrossFromD(const TriangleFromEye<L>& a, const typename L::V direction[3], typename L::V D) {
+  using V = typename L::V;
+  const V du = direction[a.ax.u], dw = direction[a.ax.w];
+  const V xu = L::Sub(L::Mul(du, a.T), L::Mul(a.pu, D));
+  const V xw = L::Sub(L::Mul(dw, a.T), L::Mul(a.pw, D));
+  LaneCrossing<L> c;
+  c.D = D;
+  c.P = L::Sub(L::Mul(a.edge2W, xu), L::Mul(a.edge2U, xw));
+  c.Q = L::Sub(L::Mul(a.edge1U, xw), L::Mul(a.edge1W, xu));
+  c.R = L::Sub(L::Sub(D, c.P), c.Q);
   return c;
+}
+
+// D = ((normalU * d[u]) + (normalW * d[w])) + d[k], as the single ray forms it.
+template <class L>
+inline LaneCrossing<L> CrossTriangleSingleLanes(const TriangleFromEye<L>& a, const typename L::V direction[3]) {
+  const typename L::V D = L::Add(L::Add(L::Mul(a.normalU, direction[a.ax.u]), L::Mul(a.normalW, direction[a.ax.w])),
+                                 direction[a.ax.k]);
+  return CrossFromD(a, direction, D);
+}
+
+// D = ((normalU * d[u]) + d[k]) + (normalW * d[w]), as the packet kernel forms it.
+template <class L>
+inline LaneCrossing<L> CrossTrianglePacketLanes(const TriangleFromEye<L>& a, const typename L::V direction[3]) {
+  const typename L::V D = L::Add(L::Add(L::Mul(a.normalU, direction[a.ax.u]), direction[a.ax.k]),
+                                 L::Mul(a.normalW, direction[a.ax.w]));
+  return CrossFromD(a, direction, D);
 }

@@ -14,9 +14,9 @@
 // kernel takes part only at the nodes of its own walk and is left alone
 // elsewhere, so one node visit serves up to sixteen rays.
 //
-// The lanes type L (SseLanes, Avx2Lanes) holds L::kKernels kernels in a
-// vector; kernel q is part q % kKernels of vector q / kKernels.  Kernel sets
-// are bit sets, bit q for kernel q.
+// The lanes type L (SseLanes, Avx2Lanes, Avx512Lanes) holds L::kKernels
+// kernels in a vector; kernel q is part q % kKernels of vector
+// q / kKernels.  Kernel sets are bit sets, bit q for kernel q.
 //
 // The policy supplies the leaf work:
 //   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels)
