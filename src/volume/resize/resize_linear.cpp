@@ -107,10 +107,11 @@ LinearSlabLayout<T> BuildLinearSlab(const SourceVolume<T>& src, const ResizeBox&
 
 // Destinations this large are written past the cache: they would only
 // push the source and the resampled planes out of it, and nothing reads
-// them again within the call.
+// them again within the call.  The whole call's destination decides, not
+// the slab: a team's slabs are written at the same time and share the cache.
 bool WriteDestinationPastCache(const ResizeBox& box, size_t sampleBytes) {
   const double kBytes = 64.0 * 1024 * 1024;
-  return double(box.w) * box.h * box.d * double(sampleBytes) >= kBytes;
+  return double(box.w) * box.h * box.wholeD * double(sampleBytes) >= kBytes;
 }
 
 }  // namespace

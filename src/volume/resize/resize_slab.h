@@ -12,6 +12,7 @@
 struct ResizeBox {
   int32_t x, y, z;
   int32_t w, h, d;
+  int32_t wholeD;  // depth of the whole call's box, of which this may be a slab
 };
 
 // Destination coordinate i maps to the source through (i + 0.5) * inv + ...

@@ -44,7 +44,7 @@ qelStatus ResizeOnTeam(const SourceVolume<float>& src, const DestVolume<float>& 
         // for.  The product is 32-bit and unguarded.
         const int32_t product = static_cast<int32_t>(static_cast<uint32_t>(thread) * static_cast<uint32_t>(bufSize));
         uint8_t* share = pBuffer + product / team;
-        const ResizeBox box{g.x0, g.y0, g.z0 + slab.first, g.w, g.h, slab.count};
+        const ResizeBox box{g.x0, g.y0, g.z0 + slab.first, g.w, g.h, slab.count, g.d};
         const qelStatus status = ResizeSlab<float, V>(src, dst, box, map, interpolation, share);
         // Every slab reports StatusOk, so the last store is right.
 #pragma omp atomic write

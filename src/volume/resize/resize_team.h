@@ -13,7 +13,7 @@ qelStatus ResizeOnTeam(const SourceVolume<float>& src, const DestVolume<float>& 
                        const ResizeGeometry& g, qelrCuboid srcVoi, qelrCuboid dstVoi,
                        int32_t interpolation, uint8_t* pBuffer);
 
-inline ResizeBox BoxOf(const ResizeGeometry& g) { return {g.x0, g.y0, g.z0, g.w, g.h, g.d}; }
+inline ResizeBox BoxOf(const ResizeGeometry& g) { return {g.x0, g.y0, g.z0, g.w, g.h, g.d, g.d}; }
 inline ResizeMapping MappingOf(const ResizeGeometry& g) {
   return {g.xInv, g.yInv, g.zInv, g.xOff, g.yOff, g.zOff};
 }
