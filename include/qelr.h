@@ -436,7 +436,7 @@ QELR_API qelStatus qelrDistAttenuationSO_32f_M(const float* pPoint,
  * marks element i active, negative masked out (the pTriangle output of the
  * intersection functions serves as a mask).  Each function has up to three
  * paths chosen by 16-byte alignment of its operands and len being a
- * multiple of 4; they follow the stated arithmetic exactly but differ in
+ * multiple of 4; they follow the documented arithmetic exactly but differ in
  * multiplication order and in what a masked-out element receives, as each
  * function says.  len below 1 returns StatusOk after the null checks and
  * touches nothing.  The three pointers inside a plane array are never

@@ -1,4 +1,4 @@
-// The transforms one direction at a time, exactly as stated: evaluate the
+// The transforms one direction at a time, in their defining order: evaluate the
 // direction's basis as qelrSH_32f does, then scale and add it (forward) or
 // take its dot products (inverse), channel by channel.  This form serves
 // every call the block form cannot take bit for bit.

@@ -4,7 +4,7 @@
 // The block form cannot serve
 //  - a state that the evaluator refuses (a corrupted mode, or an order above
 //    15 from a recurrence state built for it): one direction at a time goes
-//    on with the work array as it is, as stated, and the blocks have no
+//    on with the work array as it is, and the blocks have no
 //    such array;
 //  - arrays that overlap where one is written: the blocks read and write in
 //    another order than direction by direction, channel by channel, and

@@ -184,7 +184,7 @@ inline int32_t EightWideEnd(int32_t begin, int32_t end) {
 
 // x * f with f known only at run time.  Compilers turn a product with a
 // factor that is either -1 or +1 into a sign flip, which would leave a
-// signaling NaN signaling; the stated arithmetic multiplies, which quiets it.
+// signaling NaN signaling; the function's arithmetic multiplies, which quiets it.
 inline float MulByRuntimeFactor(float x, float f) {
   __asm__("" : "+x"(f));
   return x * f;

@@ -39,7 +39,7 @@ qelStatus Build(const qelrKDTreeBuildParams* params, int32_t vertexCount = 3, in
   return s;
 }
 
-TEST(KDTreeBuildAlloc, ChecksComeInTheStatedOrder) {
+TEST(KDTreeBuildAlloc, ChecksComeInTheDocumentedOrder) {
   const qelrKDTreeBuildParams simple = Params(KDTreeModeSimple);
   for (int nulls : {1, 2, 4, 8}) EXPECT_EQ(Build(&simple, 3, 1, nulls), StatusNullPointer) << nulls;
   // Counts are tested before params is.

@@ -1,4 +1,4 @@
-// Plain scalar models of the eye-ray functions, written from the stated
+// Plain scalar models of the eye-ray functions, written from the documented
 // operation order: the eye directions in both forms, the single-ray path,
 // and the packet path with its four lanes run one by one.  They read the
 // tree through the test's own block reader.

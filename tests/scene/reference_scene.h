@@ -1,5 +1,5 @@
 // Plain scalar models of the scene-preparation arithmetic, written from the
-// stated operation order, for bit-for-bit comparison with the library.
+// documented operation order, for bit-for-bit comparison with the library.
 #pragma once
 
 #include <xmmintrin.h>

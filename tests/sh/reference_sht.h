@@ -1,8 +1,9 @@
-// Scalar models of the six transforms, one direction at a time as stated:
-// the basis of direction i (by `basisOf`, called when direction i comes up,
-// so that it sees earlier writes), then per channel in turn a scaled copy
-// added into the coefficients, or a dot product stored.  Channel c of
-// direction i is at values[c][i * stride] or dst[c][i * stride].
+// Scalar models of the six transforms, one direction at a time in their
+// defining order: the basis of direction i (by `basisOf`, called when
+// direction i comes up, so that it sees earlier writes), then per channel
+// in turn a scaled copy added into the coefficients, or a dot product
+// stored.  Channel c of direction i is at values[c][i * stride] or
+// dst[c][i * stride].
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// Scalar models of the volume resize, written from the stated arithmetic
+// Scalar models of the volume resize, written from the documented arithmetic
 // sample by sample: every destination sample is computed from its own taps,
 // with no tables shared between samples, no rotating buffers and no row
 // kernels.  The library must agree with them bit for bit.

@@ -29,7 +29,7 @@ struct Call {
   }
 };
 
-TEST(ResizeChecks, StatusesComeInTheStatedOrderForEveryCode) {
+TEST(ResizeChecks, StatusesComeInTheDocumentedOrderForEveryCode) {
   for (int32_t code : {1, 2, 4, 5, 6, 7}) {
     Call c;
     // Every later check fails too, so each status shows that it comes first.
