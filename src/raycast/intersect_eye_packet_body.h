@@ -14,6 +14,7 @@
 
 #include "raycast/clip_packet4.h"
 #include "raycast/packet_tiles.h"
+#include "raycast/ray_block.h"
 #include "raycast/ray_math.h"
 #include "raycast/triangle_test.h"
 #include "raycast/walk_packet_rows.h"
@@ -21,15 +22,6 @@
 namespace eye_packet_detail {
 // Each form's file gets its own copy of these, built for its processor.
 namespace {
-
-struct EyeBlock {
-  const float* eye;
-  const float* const* direction;
-  float* dist;
-  float* const* hit;
-  int32_t* triangle;
-  const qelrSceneContext* context;
-};
 
 // The values of one kernel at its start, four lanes each.
 struct KernelStart {

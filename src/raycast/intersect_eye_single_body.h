@@ -16,6 +16,7 @@
 
 #include "raycast/clip_single.h"
 #include "raycast/eye_lone_ray.h"
+#include "raycast/ray_block.h"
 #include "raycast/triangle_test.h"
 #include "raycast/walk_single.h"
 #include "raycast/walk_single_lanes.h"
@@ -27,16 +28,7 @@ namespace {
 // A group is a 4 by 4 square of the block, taken as four 2 by 2 squares.
 constexpr int32_t kGroupLanes = 16;
 
-// The planes of a call, and the rays of one group.
-struct EyeBlock {
-  const float* eye;
-  const float* const* direction;
-  float* dist;
-  float* const* hit;
-  int32_t* triangle;
-  const qelrSceneContext* context;
-};
-
+// The rays of one group.
 struct RayGroup {
   int64_t ray[kGroupLanes];  // ray index of each lane
   int32_t count;             // lanes in use, from lane 0

@@ -1,4 +1,5 @@
-// Facts about a block of rays that decide which path a function takes.
+// A block of rays: the facts that decide which path a function takes, and
+// the planes of an eye-ray call.
 #pragma once
 
 #include <cstdint>
@@ -11,3 +12,13 @@ inline bool IsAligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) 
 
 inline bool IsPacketBlock(qelrSize size) { return size.width % 4 == 0 && size.height % 4 == 0; }
 
+
+// The planes of one eye-ray call, as both paths walk them.
+struct EyeBlock {
+  const float* eye;
+  const float* const* direction;
+  float* dist;
+  float* const* hit;
+  int32_t* triangle;
+  const qelrSceneContext* context;
+};
