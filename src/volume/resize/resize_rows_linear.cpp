@@ -75,73 +75,92 @@ __m128 Mix(__m128 a, __m128 b, __m128 oneMinusF, __m128 f) {
   return _mm_add_ps(_mm_mul_ps(a, oneMinusF), _mm_mul_ps(b, f));
 }
 
+// --- The x pass of a few columns, once their tap pairs are loaded (the
+// row kernels differ only in how they fetch the pairs) ---
+
+// Eight 8u columns from 16 bytes: each column's left and right tap.
+__m128i XColumns8u(__m128i taps, const Weight8uPair* xWeight) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i round = _mm_set1_epi32(128);
+  const __m128i w03 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight));
+  const __m128i w47 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 4));
+  const __m128i s03 = _mm_madd_epi16(_mm_unpacklo_epi8(taps, zero), w03);
+  const __m128i s47 = _mm_madd_epi16(_mm_unpackhi_epi8(taps, zero), w47);
+  const __m128i r03 = _mm_srai_epi32(_mm_add_epi32(s03, round), 8);
+  const __m128i r47 = _mm_srai_epi32(_mm_add_epi32(s47, round), 8);
+  return _mm_packs_epi32(r03, r47);
+}
+
+int16_t XColumn8u(const uint8_t* s, Weight8uPair w) {
+  return SaturateToInt16((w.w0 * s[0] + w.w1 * s[1] + 128) >> 8);
+}
+
+// Four 16u columns from four 32-bit words: left tap low, right tap high.
+__m128 XColumns16u(__m128i taps, const float* xWeight) {
+  const __m128i low16 = _mm_set1_epi32(0xFFFF);
+  const __m128 a = _mm_cvtepi32_ps(_mm_and_si128(taps, low16));
+  const __m128 b = _mm_cvtepi32_ps(_mm_srli_epi32(taps, 16));
+  return Lerp(a, b, _mm_loadu_ps(xWeight));
+}
+
+float XColumn16u(const uint16_t* s, float w) {
+  const float a = static_cast<float>(s[0]);
+  const float b = static_cast<float>(s[1]);
+  return a + (b - a) * w;
+}
+
+// Four 32f columns from the pairs of columns 0, 1 (p01) and 2, 3 (p23):
+// the even (left) and odd (right) lanes apart.
+__m128 XColumns32f(__m128 p01, __m128 p23, const float* xWeight) {
+  const __m128 a = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 b = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+  return Lerp(a, b, _mm_loadu_ps(xWeight));
+}
+
+float XColumn32f(const float* s, float w) { return s[0] + (s[1] - s[0]) * w; }
+
 }  // namespace
 
 // ---------------------------------------------------------------- along x
 
 void LinearRowX(const uint8_t* src, int32_t n, const int32_t* xIndex, const Weight8uPair* xWeight,
                 int16_t* row) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i round = _mm_set1_epi32(128);
   int32_t i = 0;
   for (; i + 8 <= n; i += 8) {
     // Each column's two adjacent source bytes in one 16-bit load, four
     // columns gathered into a 64-bit word.
     const __m128i taps = _mm_set_epi64x(GatherPairs8u(src, xIndex + i + 4), GatherPairs8u(src, xIndex + i));
-    const __m128i w03 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i));
-    const __m128i w47 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i + 4));
-    const __m128i s03 = _mm_madd_epi16(_mm_unpacklo_epi8(taps, zero), w03);
-    const __m128i s47 = _mm_madd_epi16(_mm_unpackhi_epi8(taps, zero), w47);
-    const __m128i r03 = _mm_srai_epi32(_mm_add_epi32(s03, round), 8);
-    const __m128i r47 = _mm_srai_epi32(_mm_add_epi32(s47, round), 8);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + i), _mm_packs_epi32(r03, r47));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + i), XColumns8u(taps, xWeight + i));
   }
-  for (; i < n; ++i) {
-    const uint8_t* s = src + xIndex[i];
-    row[i] = SaturateToInt16((xWeight[i].w0 * s[0] + xWeight[i].w1 * s[1] + 128) >> 8);
-  }
+  for (; i < n; ++i) row[i] = XColumn8u(src + xIndex[i], xWeight[i]);
 }
 
 void LinearRowX(const uint16_t* src, int32_t n, const int32_t* xIndex, const float* xWeight,
                 float* row) {
-  const __m128i low16 = _mm_set1_epi32(0xFFFF);
   int32_t i = 0;
   for (; i + 4 <= n; i += 4) {
     // Each column's two adjacent samples in one 32-bit load.
     const __m128i taps = _mm_setr_epi32(
         static_cast<int32_t>(LoadPair16u(src + xIndex[i])), static_cast<int32_t>(LoadPair16u(src + xIndex[i + 1])),
         static_cast<int32_t>(LoadPair16u(src + xIndex[i + 2])), static_cast<int32_t>(LoadPair16u(src + xIndex[i + 3])));
-    const __m128 a = _mm_cvtepi32_ps(_mm_and_si128(taps, low16));
-    const __m128 b = _mm_cvtepi32_ps(_mm_srli_epi32(taps, 16));
-    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+    _mm_storeu_ps(row + i, XColumns16u(taps, xWeight + i));
   }
-  for (; i < n; ++i) {
-    const uint16_t* s = src + xIndex[i];
-    const float a = static_cast<float>(s[0]);
-    const float b = static_cast<float>(s[1]);
-    row[i] = a + (b - a) * xWeight[i];
-  }
+  for (; i < n; ++i) row[i] = XColumn16u(src + xIndex[i], xWeight[i]);
 }
 
 void LinearRowX(const float* src, int32_t n, const int32_t* xIndex, const float* xWeight,
                 float* row) {
   int32_t i = 0;
   for (; i + 4 <= n; i += 4) {
-    // Each column's two adjacent samples in one 64-bit load, then the even
-    // (left) and odd (right) lanes apart.
+    // Each column's two adjacent samples in one 64-bit load.
     const __m128 zero = _mm_setzero_ps();
     const __m128 p01 = _mm_loadh_pi(_mm_loadl_pi(zero, reinterpret_cast<const __m64*>(src + xIndex[i])),
                                     reinterpret_cast<const __m64*>(src + xIndex[i + 1]));
     const __m128 p23 = _mm_loadh_pi(_mm_loadl_pi(zero, reinterpret_cast<const __m64*>(src + xIndex[i + 2])),
                                     reinterpret_cast<const __m64*>(src + xIndex[i + 3]));
-    const __m128 a = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m128 b = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
-    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+    _mm_storeu_ps(row + i, XColumns32f(p01, p23, xWeight + i));
   }
-  for (; i < n; ++i) {
-    const float* s = src + xIndex[i];
-    row[i] = s[0] + (s[1] - s[0]) * xWeight[i];
-  }
+  for (; i < n; ++i) row[i] = XColumn32f(src + xIndex[i], xWeight[i]);
 }
 
 // Columns whose taps are every second source sample: column i reads
@@ -155,54 +174,29 @@ bool ColumnsStepBy2(const int32_t* xIndex, int32_t n) {
 }
 
 void LinearRowXStep2(const uint8_t* src, int32_t n, const Weight8uPair* xWeight, int16_t* row) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i round = _mm_set1_epi32(128);
   int32_t i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m128i taps = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i));
-    const __m128i w03 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i));
-    const __m128i w47 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + i + 4));
-    const __m128i s03 = _mm_madd_epi16(_mm_unpacklo_epi8(taps, zero), w03);
-    const __m128i s47 = _mm_madd_epi16(_mm_unpackhi_epi8(taps, zero), w47);
-    const __m128i r03 = _mm_srai_epi32(_mm_add_epi32(s03, round), 8);
-    const __m128i r47 = _mm_srai_epi32(_mm_add_epi32(s47, round), 8);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + i), _mm_packs_epi32(r03, r47));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + i), XColumns8u(taps, xWeight + i));
   }
-  for (; i < n; ++i) {
-    const uint8_t* s = src + 2 * i;
-    row[i] = SaturateToInt16((xWeight[i].w0 * s[0] + xWeight[i].w1 * s[1] + 128) >> 8);
-  }
+  for (; i < n; ++i) row[i] = XColumn8u(src + 2 * i, xWeight[i]);
 }
 
 void LinearRowXStep2(const uint16_t* src, int32_t n, const float* xWeight, float* row) {
-  const __m128i low16 = _mm_set1_epi32(0xFFFF);
   int32_t i = 0;
   for (; i + 4 <= n; i += 4) {
     const __m128i taps = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i));
-    const __m128 a = _mm_cvtepi32_ps(_mm_and_si128(taps, low16));
-    const __m128 b = _mm_cvtepi32_ps(_mm_srli_epi32(taps, 16));
-    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+    _mm_storeu_ps(row + i, XColumns16u(taps, xWeight + i));
   }
-  for (; i < n; ++i) {
-    const float a = static_cast<float>(src[2 * i]);
-    const float b = static_cast<float>(src[2 * i + 1]);
-    row[i] = a + (b - a) * xWeight[i];
-  }
+  for (; i < n; ++i) row[i] = XColumn16u(src + 2 * i, xWeight[i]);
 }
 
 void LinearRowXStep2(const float* src, int32_t n, const float* xWeight, float* row) {
   int32_t i = 0;
   for (; i + 4 <= n; i += 4) {
-    const __m128 p01 = _mm_loadu_ps(src + 2 * i);
-    const __m128 p23 = _mm_loadu_ps(src + 2 * i + 4);
-    const __m128 a = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m128 b = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
-    _mm_storeu_ps(row + i, Lerp(a, b, _mm_loadu_ps(xWeight + i)));
+    _mm_storeu_ps(row + i, XColumns32f(_mm_loadu_ps(src + 2 * i), _mm_loadu_ps(src + 2 * i + 4), xWeight + i));
   }
-  for (; i < n; ++i) {
-    const float* s = src + 2 * i;
-    row[i] = s[0] + (s[1] - s[0]) * xWeight[i];
-  }
+  for (; i < n; ++i) row[i] = XColumn32f(src + 2 * i, xWeight[i]);
 }
 
 namespace {
