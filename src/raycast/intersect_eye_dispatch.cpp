@@ -3,8 +3,7 @@
 // All forms of a path give the same bits.
 #include "raycast/intersect_eye_paths.h"
 
-using IntersectEyeFn = void (*)(const float*, const float* const[3], float*, float* const[2], int32_t*,
-                                const qelrSceneContext*, qelrSize);
+using IntersectEyeFn = IntersectEyePath*;
 
 namespace {
 
@@ -32,10 +31,5 @@ __attribute__((no_sanitize("address", "undefined"))) IntersectEyeFn resolveInter
 
 }  // extern "C"
 
-void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist, float* const pHit[2],
-                            int32_t* pTriangle, const qelrSceneContext* pContext, qelrSize size)
-    __attribute__((ifunc("resolveIntersectEyeSingleRays")));
-
-void IntersectEyePackets(const float* pEye, const float* const pDirection[3], float* pDist, float* const pHit[2],
-                         int32_t* pTriangle, const qelrSceneContext* pContext, qelrSize size)
-    __attribute__((ifunc("resolveIntersectEyePackets")));
+IntersectEyePath IntersectEyeSingleRays __attribute__((ifunc("resolveIntersectEyeSingleRays")));
+IntersectEyePath IntersectEyePackets __attribute__((ifunc("resolveIntersectEyePackets")));

@@ -10,34 +10,19 @@
 
 #include "qelr.h"
 
+// The signature every path and form shares: the export's own.
+using IntersectEyePath = void(const float* pEye, const float* const pDirection[3], float* pDist,
+                              float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
+                              qelrSize size);
+
 // Every ray by itself; true divisions, a split epsilon, and a miss leaves
 // `pHit` as it was.  Sides of any positive size.
-void IntersectEyeSingleRays(const float* pEye, const float* const pDirection[3], float* pDist,
-                            float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                            qelrSize size);
+IntersectEyePath IntersectEyeSingleRays;
 
 // 4 by 4 tiles of four-ray kernels; approximate reciprocals, no epsilon, and
 // a miss in a kernel's mask gets 0.0 in `pHit`.  Needs sides that are
 // multiples of 4 and 16-byte aligned planes.
-void IntersectEyePackets(const float* pEye, const float* const pDirection[3], float* pDist,
-                         float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                         qelrSize size);
+IntersectEyePath IntersectEyePackets;
 
-void IntersectEyeSingleRaysSse(const float* pEye, const float* const pDirection[3], float* pDist,
-                               float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                               qelrSize size);
-void IntersectEyeSingleRaysAvx2(const float* pEye, const float* const pDirection[3], float* pDist,
-                                float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                                qelrSize size);
-void IntersectEyeSingleRaysAvx512(const float* pEye, const float* const pDirection[3], float* pDist,
-                                  float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                                  qelrSize size);
-void IntersectEyePacketsSse(const float* pEye, const float* const pDirection[3], float* pDist,
-                            float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                            qelrSize size);
-void IntersectEyePacketsAvx2(const float* pEye, const float* const pDirection[3], float* pDist,
-                             float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                             qelrSize size);
-void IntersectEyePacketsAvx512(const float* pEye, const float* const pDirection[3], float* pDist,
-                               float* const pHit[2], int32_t* pTriangle, const qelrSceneContext* pContext,
-                               qelrSize size);
+IntersectEyePath IntersectEyeSingleRaysSse, IntersectEyeSingleRaysAvx2, IntersectEyeSingleRaysAvx512;
+IntersectEyePath IntersectEyePacketsSse, IntersectEyePacketsAvx2, IntersectEyePacketsAvx512;
