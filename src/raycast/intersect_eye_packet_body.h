@@ -90,13 +90,21 @@ struct EyeKernels {
   // Every triangle is tested on all four lanes of each kernel given, active
   // or not.
   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels) {
+    // The lanes of each vector's kernels, the same for every triangle.
+    int32_t setLaneBits[kVectors];
+    M setLanes[kVectors];
+    for (int32_t v = 0; v < kVectors; ++v) {
+      const int32_t set = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
+      setLaneBits[v] = L::KernelLaneBits(set);
+      setLanes[v] = L::KernelLanes(set);
+    }
     ForEachLeafTriangle(leaf, [&](int32_t index) {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
       const TriangleFromEye<L> tri = PacketTriangle<L>(a, eye);
       for (int32_t v = 0; v < kVectors; ++v) {
-        const int32_t set = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
-        if (set == 0) continue;
+        const int32_t laneBits = setLaneBits[v];
+        if (laneBits == 0) continue;
         const LaneCrossing<L> c = CrossTrianglePacketLanes(tri, direction[v]);
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
@@ -104,8 +112,8 @@ struct EyeKernels {
         const V zero = L::Zero();
         const M anyNegative =
             L::Or(L::Or(L::CmpLt(L::Mul(R, P), zero), L::CmpLt(L::Mul(R, Q), zero)), L::CmpLt(L::Mul(P, Q), zero));
-        if ((~L::LaneBits(anyNegative) & L::KernelLaneBits(set)) == 0) continue;
-        const M pass = L::AndNot(anyNegative, L::KernelLanes(set));
+        if ((~L::LaneBits(anyNegative) & laneBits) == 0) continue;
+        const M pass = L::AndNot(anyNegative, setLanes[v]);
         // Approximate reciprocal, cleared where the lane failed, then one
         // Newton step.
         const V r = L::Keep(pass, L::Rcp(D));

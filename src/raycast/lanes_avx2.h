@@ -15,6 +15,13 @@ struct Avx2Lanes {
   static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm256_set1_ps(x); }
+  // Broadcast straight from memory: a load, where broadcasting a register
+  // would take the shuffle port the arithmetic also needs.
+  static V Broadcast(const float& x) {
+    V r;
+    asm("vbroadcastss %1, %0" : "=x"(r) : "m"(x));
+    return r;
+  }
   static V Zero() { return _mm256_setzero_ps(); }
   static V AllOnes() { return _mm256_castsi256_ps(_mm256_set1_epi32(-1)); }
   static V Add(V a, V b) { return _mm256_add_ps(a, b); }

@@ -17,6 +17,13 @@ struct Avx512Lanes {
   static constexpr int32_t kKernels = 4;  // four-ray kernels per vector
 
   static V Set1(float x) { return _mm512_set1_ps(x); }
+  // Broadcast straight from memory: a load, where broadcasting a register
+  // would take the shuffle port the arithmetic also needs.
+  static V Broadcast(const float& x) {
+    V r;
+    asm("vbroadcastss %1, %0" : "=v"(r) : "m"(x));
+    return r;
+  }
   static V Zero() { return _mm512_setzero_ps(); }
   static V Add(V a, V b) { return _mm512_add_ps(a, b); }
   static V Sub(V a, V b) { return _mm512_sub_ps(a, b); }

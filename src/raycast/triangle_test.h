@@ -86,12 +86,12 @@ inline TriangleFromEye<L> Spread(const qelrTriangleAccel& a, TriangleAxes ax, fl
                             L::Set1(T),
                             L::Set1(pu),
                             L::Set1(pw),
-                            L::Set1(a.normalU),
-                            L::Set1(a.normalW),
-                            L::Set1(a.edge1U),
-                            L::Set1(a.edge1W),
-                            L::Set1(a.edge2U),
-                            L::Set1(a.edge2W)};
+                            L::Broadcast(a.normalU),
+                            L::Broadcast(a.normalW),
+                            L::Broadcast(a.edge1U),
+                            L::Broadcast(a.edge1W),
+                            L::Broadcast(a.edge2U),
+                            L::Broadcast(a.edge2W)};
 }
 
 }  // namespace triangle_test_detail
