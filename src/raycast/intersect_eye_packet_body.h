@@ -98,6 +98,12 @@ struct EyeKernels {
       setLaneBits[v] = L::KernelLaneBits(set);
       setLanes[v] = L::KernelLanes(set);
     }
+    // The results in locals for the leaf, so that they can stay in
+    // registers from one triangle to the next.
+    V nearest[kVectors], nearestU[kVectors], nearestV[kVectors], nearestTriangle[kVectors];
+    for (int32_t v = 0; v < kVectors; ++v) {
+      nearest[v] = best[v], nearestU[v] = hitU[v], nearestV[v] = hitV[v], nearestTriangle[v] = triangle[v];
+    }
     ForEachLeafTriangle(leaf, [&](int32_t index) {
       const qelrTriangleAccel& a = accel[index];
       if (!IsUsableTriangle(a)) return false;
@@ -119,14 +125,17 @@ struct EyeKernels {
         const V r = L::Keep(pass, L::Rcp(D));
         const V inverseD = L::Sub(L::Add(r, r), L::Mul(L::Mul(r, r), D));
         const V t = L::Mul(T, inverseD);
-        const M accept = L::And(pass, L::And(L::CmpLt(t, best[v]), L::CmpLt(zero, t)));
-        best[v] = L::Select(accept, t, best[v]);
-        hitU[v] = L::Select(accept, L::Mul(P, inverseD), hitU[v]);
-        hitV[v] = L::Select(accept, L::Mul(Q, inverseD), hitV[v]);
-        triangle[v] = L::Select(accept, L::Index(index), triangle[v]);
+        const M accept = L::And(pass, L::And(L::CmpLt(t, nearest[v]), L::CmpLt(zero, t)));
+        nearest[v] = L::Select(accept, t, nearest[v]);
+        nearestU[v] = L::Select(accept, L::Mul(P, inverseD), nearestU[v]);
+        nearestV[v] = L::Select(accept, L::Mul(Q, inverseD), nearestV[v]);
+        nearestTriangle[v] = L::Select(accept, L::Index(index), nearestTriangle[v]);
       }
       return false;
     });
+    for (int32_t v = 0; v < kVectors; ++v) {
+      best[v] = nearest[v], hitU[v] = nearestU[v], hitV[v] = nearestV[v], triangle[v] = nearestTriangle[v];
+    }
   }
 
   // A lane goes on to the next far child only if that child could still
