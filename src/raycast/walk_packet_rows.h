@@ -31,6 +31,24 @@
 #include "kdtree/kd_block.h"
 #include "raycast/walk_single.h"
 
+// Each kernel's count of far children on its own stack, one byte per
+// kernel (the stack holds fewer than 256 entries), so that the counts of
+// all four move and are tested without a branch per kernel.
+namespace packet_walk_detail {
+
+// One in the byte of each kernel of `set`.
+inline uint32_t KernelBytes(int32_t set) { return (static_cast<uint32_t>(set) * 0x204081u) & 0x01010101u; }
+
+// The kernels whose byte of `counts` is not zero: each byte's high bit set
+// if any of its bits is, then the four high bits gathered by a product
+// whose partial sums never overlap.
+inline int32_t KernelsWithNonzeroByte(uint32_t counts) {
+  const uint32_t high = (((counts & 0x7F7F7F7Fu) + 0x7F7F7F7Fu) | counts) & 0x80808080u;
+  return static_cast<int32_t>((((high >> 7) * 0x01020408u) >> 24) & 0xFu);
+}
+
+}  // namespace packet_walk_detail
+
 // What the walk keeps of one vector of kernels: the inverse directions of
 // its lanes, their intervals and the lanes still taking part in the split
 // decisions.
@@ -70,7 +88,7 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   };
   Entry stack[kWalkStackDepth];
   int32_t depth = 0;
-  int32_t ownDepth[4] = {0, 0, 0, 0};
+  uint32_t ownDepths = 0;  // a byte per kernel
   int32_t ended = 0;
   int32_t present = kernels;  // the kernels whose walks pass through `node`
   const qelrKDNode* node = root;
@@ -119,14 +137,13 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
         l.active = updateMask(set, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
         l.tmax = update(set, L::Max(m, l.tmin), l.tmax);
       }
-      for (int32_t q = 0; q < 4; ++q) ownDepth[q] += (pushed >> q) & 1;
+      ownDepths += packet_walk_detail::KernelBytes(pushed);
       present = nearOnly | pushed;
       node = nearNode;
     }
     policy.VisitLeaf(node, present);
-    int32_t goOn = 0;
-    for (int32_t q = 0; q < 4; ++q)
-      if (((present >> q) & 1) != 0) (ownDepth[q] == 0 ? ended : goOn) |= 1 << q;
+    const int32_t goOn = present & packet_walk_detail::KernelsWithNonzeroByte(ownDepths);
+    ended |= present & ~goOn;
     for (int32_t v = 0; v < kVectors; ++v) {
       const int32_t set = kernelsOf(goOn, v);
       if (set == 0) continue;
@@ -148,7 +165,7 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
         l.tmin = update(set, l.tmax, l.tmin);
         l.tmax = update(set, e.tmax[v], l.tmax);
       }
-      for (int32_t q = 0; q < 4; ++q) ownDepth[q] -= (resumePushed >> q) & 1;
+      ownDepths -= packet_walk_detail::KernelBytes(resumePushed);
       node = e.node;
       break;
     }
