@@ -57,13 +57,17 @@ struct Avx512Lanes {
   // product whose partial sums never overlap.
   static int32_t KernelsWithAnyLane(int32_t laneBits) {
     const uint32_t b = static_cast<uint32_t>(laneBits);
-    const uint32_t low = (b | (b >> 1) | (b >> 2) | (b >> 3)) & 0x1111u;
+    const uint32_t pairs = b | (b >> 1);
+    const uint32_t low = (pairs | (pairs >> 2)) & 0x1111u;
     return static_cast<int32_t>(((low * 0x1248u) >> 12) & 0xFu);
   }
   // The lanes of the kernels in `kernelBits`, as bits and as a mask.
+  // (A table: the walk needs these on its critical path.)
   static int32_t KernelLaneBits(int32_t kernelBits) {
-    return ((kernelBits & 1) * 0xF) | ((kernelBits & 2) * 0x78) | ((kernelBits & 4) * 0x3C0) |
-           ((kernelBits & 8) * 0x1E00);
+    static constexpr uint16_t kLanesOfKernels[16] = {
+        0x0000, 0x000F, 0x00F0, 0x00FF, 0x0F00, 0x0F0F, 0x0FF0, 0x0FFF,
+        0xF000, 0xF00F, 0xF0F0, 0xF0FF, 0xFF00, 0xFF0F, 0xFFF0, 0xFFFF};
+    return kLanesOfKernels[kernelBits & 0xF];
   }
   static M KernelLanes(int32_t kernelBits) { return static_cast<M>(KernelLaneBits(kernelBits)); }
 
