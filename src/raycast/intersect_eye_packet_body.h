@@ -91,12 +91,11 @@ struct EyeKernels {
   // or not.
   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels) {
     // The lanes of each vector's kernels, the same for every triangle.
-    int32_t setLaneBits[kVectors];
+    int32_t sets[kVectors];
     M setLanes[kVectors];
     for (int32_t v = 0; v < kVectors; ++v) {
-      const int32_t set = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
-      setLaneBits[v] = L::KernelLaneBits(set);
-      setLanes[v] = L::KernelLanes(set);
+      sets[v] = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
+      setLanes[v] = L::KernelLanes(sets[v]);
     }
     // The results in locals for the leaf, so that they can stay in
     // registers from one triangle to the next.
@@ -109,8 +108,7 @@ struct EyeKernels {
       if (!IsUsableTriangle(a)) return false;
       const TriangleFromEye<L> tri = PacketTriangle<L>(a, eye);
       for (int32_t v = 0; v < kVectors; ++v) {
-        const int32_t laneBits = setLaneBits[v];
-        if (laneBits == 0) continue;
+        if (sets[v] == 0) continue;
         const LaneCrossing<L> c = CrossTrianglePacketLanes(tri, direction[v]);
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
@@ -118,8 +116,8 @@ struct EyeKernels {
         const V zero = L::Zero();
         const M anyNegative =
             L::Or(L::Or(L::CmpLt(L::Mul(R, P), zero), L::CmpLt(L::Mul(R, Q), zero)), L::CmpLt(L::Mul(P, Q), zero));
-        if ((~L::LaneBits(anyNegative) & laneBits) == 0) continue;
         const M pass = L::AndNot(anyNegative, setLanes[v]);
+        if (L::NoLanes(pass)) continue;
         // Approximate reciprocal, cleared where the lane failed, then one
         // Newton step.
         const V r = L::Keep(pass, L::Rcp(D));

@@ -23,6 +23,7 @@ struct Avx2Lanes {
     return r;
   }
   static V Zero() { return _mm256_setzero_ps(); }
+  static bool NoLanes(M m) { return _mm256_movemask_ps(m) == 0; }
   static V AllOnes() { return _mm256_castsi256_ps(_mm256_set1_epi32(-1)); }
   static V Add(V a, V b) { return _mm256_add_ps(a, b); }
   static V Sub(V a, V b) { return _mm256_sub_ps(a, b); }

@@ -30,9 +30,12 @@ struct Avx512Lanes {
   static V Mul(V a, V b) { return _mm512_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm512_min_ps(a, b); }
   static V Max(V a, V b) { return _mm512_max_ps(a, b); }
-  static M And(M a, M b) { return static_cast<M>(a & b); }
-  static M Or(M a, M b) { return static_cast<M>(a | b); }
-  static M AndNot(M a, M b) { return static_cast<M>(~a & b); }
+  // Mask operations in the mask registers, so that a mask needs no trip
+  // through a general register before the test that branches on it.
+  static M And(M a, M b) { return _mm512_kand(a, b); }
+  static M Or(M a, M b) { return _mm512_kor(a, b); }
+  static M AndNot(M a, M b) { return _mm512_kandn(a, b); }
+  static bool NoLanes(M m) { return _mm512_kortestz(m, m) != 0; }
   static M CmpLt(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LT_OS); }
   static M CmpLe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OS); }
   static V Select(M mask, V a, V b) { return _mm512_mask_blend_ps(mask, b, a); }

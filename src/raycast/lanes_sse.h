@@ -16,6 +16,7 @@ struct SseLanes {
 
   static V Set1(float x) { return _mm_set1_ps(x); }
   static V Broadcast(const float& x) { return _mm_set1_ps(x); }
+  static bool NoLanes(M m) { return _mm_movemask_ps(m) == 0; }
   static V Zero() { return _mm_setzero_ps(); }
   static V AllOnes() { return _mm_castsi128_ps(_mm_set1_epi32(-1)); }
   static V Add(V a, V b) { return _mm_add_ps(a, b); }
