@@ -6,6 +6,8 @@
 // two dimensions straight into the destination, each on its own.
 #include "volume/resize/resize_linear.h"
 
+#include <type_traits>
+
 #include "volume/resize/resize_linear_frame.h"
 #include "volume/resize/resize_linear_interior.h"
 #include "volume/resize/resize_pair_walk.h"
@@ -114,6 +116,29 @@ bool WriteDestinationPastCache(const ResizeBox& box, size_t sampleBytes) {
   return double(box.w) * box.h * box.wholeD * double(sampleBytes) >= kBytes;
 }
 
+// Whether every interior weight of the slab is one half along all three
+// axes, with the columns' taps in straight runs: then an 8u or 16u
+// interior is the exact halving's eight-tap mean (resize_rows_linear.h).
+// Floats round along the way, and have no such shortcut.
+bool IsHalf(Weight8uPair w) { return w.w1 == 8192; }  // w0 is 16384 - w1
+bool IsHalf(uint16_t w1) { return w1 == 8192; }
+bool IsHalf(float f) { return f == 0.5f; }
+
+template <typename Weight>
+bool AllHalf(const Weight* weights, int32_t first, int32_t end) {
+  for (int32_t j = first; j < end; ++j)
+    if (!IsHalf(weights[j])) return false;
+  return true;
+}
+
+template <typename T>
+bool IsExactHalving(const LinearSlabLayout<T>& s, int32_t zFirst, int32_t zEnd) {
+  const LinearPlaneTables<T>& t = s.plane;
+  if constexpr (std::is_same_v<T, float>) return false;
+  return t.wi != 0 && t.hi != 0 && t.xStep2 && AllHalf(t.xWeight, t.xLow, t.w - t.xHigh) &&
+         AllHalf(t.yWeight, t.yLow, t.h - t.yHigh) && AllHalf(s.zWeight, zFirst, zEnd);
+}
+
 }  // namespace
 
 template <typename T, Variant V>
@@ -122,8 +147,9 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
   const LinearSlabLayout<T> s = BuildLinearSlab<T, V>(src, box, map, scratch);
   const LinearPlaneTables<T>& t = s.plane;
   const bool hasInterior = t.wi != 0 && t.hi != 0;
-  const auto blendInterior = WriteDestinationPastCache(box, sizeof(T)) ? t.kernels->blendInteriorStreaming
-                                                                      : t.kernels->blendInterior;
+  const bool pastCache = WriteDestinationPastCache(box, sizeof(T));
+  const auto blendInterior = pastCache ? t.kernels->blendInteriorStreaming : t.kernels->blendInterior;
+  const auto halvingInterior = pastCache ? t.kernels->halvingInteriorStreaming : t.kernels->halvingInterior;
   auto destination = [&](int32_t k) { return dst.Sample(box.x, box.y, box.z + k); };
 
   // A plane where z is clamped: x and y only, straight to the destination.
@@ -137,19 +163,30 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
   for (int32_t k = 0; k < zLow; ++k) resizePlane2D(src.Plane(0), k);
 
   // The planes between: blend the rotating pair of resampled source planes.
+  // In an exact halving the pair carries the frames alone, and each interior
+  // comes straight from its two source planes.
   using Inner = typename LinearTypes<T>::Inner;
   const ptrdiff_t interiorOffset = static_cast<ptrdiff_t>(t.yLow) * dst.rowStep + t.xLow;
+  const bool halving = IsExactHalving(s, zLow, zEnd);
+  auto halveInterior = [&](int32_t k, T* out) {
+    const int32_t idx = s.zOffset[k];
+    const int32_t x0 = t.xIndex[t.xLow];
+    halvingInterior(out, dst.rowStep, t.wi, t.hi, src.Plane(idx) + x0, src.Plane(idx + src.planeStep) + x0,
+                    t.yOffset + t.yLow, t.srcRowStep);
+  };
   WalkRotatingPair<ResampledPlane<T>>(
       s.zOffset, zLow, zEnd, src.planeStep, s.pairA, s.pairB,
       [&](int32_t offset, const ResampledPlane<T>& into) {
         const T* plane = src.Plane(offset);
         LinearFrame(plane, t, into.frame);
-        if (hasInterior) LinearInterior(plane, t, s.rowA, s.rowB, into.inner, s.stride);
+        if (hasInterior && !halving) LinearInterior(plane, t, s.rowA, s.rowB, into.inner, s.stride);
       },
       [&](int32_t k, const ResampledPlane<T>& a, const ResampledPlane<T>& b) {
         T* out = destination(k);
         LinearBlendFrame<T>(a.frame, b.frame, s.zWeight[k], t, out, dst.rowStep);
-        if (hasInterior)
+        if (halving)
+          halveInterior(k, out + interiorOffset);
+        else if (hasInterior)
           blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
                         static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner), s.stride);
       });

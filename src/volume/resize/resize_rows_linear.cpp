@@ -343,10 +343,13 @@ namespace {
 
 // The SSE forms write through the cache in either case.
 const LinearRowKernels kSseKernels = {
-    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
-    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior,
+     LinearHalvingInterior, LinearHalvingInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior,
+     LinearHalvingInterior, LinearHalvingInterior},
     // Float rows: the 3-D kernel serves the planes without a z blend too.
-    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior},
+    {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior,
+     nullptr, nullptr},
 };
 
 }  // namespace

@@ -71,6 +71,24 @@ void LinearBlendInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi,
 void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, float f,
                          const float* a, const float* b, int32_t stride);
 
+// An exact halving of integer samples.  When every interior weight along x,
+// y and z is one half (8u: w1 = 8192; 16u: f = 0.5), the three passes above
+// lose nothing to rounding until the last one, and the chain comes out, for
+// 8u in fixed point and 16u in single precision alike, as the rounded mean
+// of the eight taps:
+//   (sum of the 2 x 2 x 2 taps + 4) >> 3
+// 8u: x gives 32 * (s0 + s1), y 16 * (sum of 4), z (16 * (sum of 8) + 64) >> 7.
+// 16u: every value before the rounding constant is a multiple of 1/8 below
+// 65536, exact in single precision, and the constant's excess over a half is
+// far too small to carry a fraction of at least 1/8 to the next integer.
+// Destination row r of the hi rows reads source rows rowOffsets[r] and
+// rowOffsets[r] + rowStep of planes a and b (each pointing at the first
+// interior column's left tap); column i reads taps 2i and 2i + 1.
+void LinearHalvingInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi, const uint8_t* a,
+                           const uint8_t* b, const int32_t* rowOffsets, int32_t rowStep);
+void LinearHalvingInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, const uint16_t* a,
+                           const uint16_t* b, const int32_t* rowOffsets, int32_t rowStep);
+
 // The kernels above are the SSE forms.  Where the processor has AVX2 or
 // AVX-512, wider forms of the busiest ones give the same bits (the same
 // lane arithmetic, no fused operations); rows shorter than one of their
@@ -92,6 +110,12 @@ struct LinearRowKernelsOf {
   // for destinations far larger than the cache.
   void (*blendInteriorStreaming)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w,
                                  const Inner* a, const Inner* b, int32_t stride);
+  // The exact halving, plain and streaming (integer samples only: floats
+  // have no such shortcut, and their entries are null).
+  void (*halvingInterior)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a, const T* b,
+                          const int32_t* rowOffsets, int32_t rowStep);
+  void (*halvingInteriorStreaming)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a,
+                                   const T* b, const int32_t* rowOffsets, int32_t rowStep);
 };
 
 struct LinearRowKernels {

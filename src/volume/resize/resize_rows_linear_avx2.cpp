@@ -14,7 +14,8 @@ struct Avx2 {
   using Ints = __m256i;
   using Floats = __m256;
 
-  static Ints Load(const int16_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+  static Ints Load(const int16_t* p) { return LoadInts(p); }
+  static Ints LoadInts(const void* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
   static Floats Load(const float* p) { return _mm256_loadu_ps(p); }
   static void Store(void* p, Ints v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
   static void Store(float* p, Floats v) { _mm256_storeu_ps(p, v); }
@@ -100,6 +101,30 @@ struct Avx2 {
     const Floats p1 = _mm256_loadu2_m128(src + 12, src + 4);
     return Lerp(_mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0)), _mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1)),
                 _mm256_loadu_ps(xWeight));
+  }
+  // The exact halving's eight-tap means (resize_rows_linear.h): kBytes 8u
+  // outputs from adjacent byte pairs summed to 16 bits, or kBytes / 2 16u
+  // outputs from adjacent sample pairs summed to 32 bits.
+  static Ints HalvingBlock(const uint8_t* const rows[4], int32_t i) {
+    const Ints ones = _mm256_set1_epi8(1);
+    Ints lo = _mm256_set1_epi16(4), hi = lo;
+    for (int32_t k = 0; k < 4; ++k) {
+      const uint8_t* p = rows[k] + 2 * i;
+      lo = _mm256_add_epi16(lo, _mm256_maddubs_epi16(LoadInts(p), ones));
+      hi = _mm256_add_epi16(hi, _mm256_maddubs_epi16(LoadInts(p + kBytes), ones));
+    }
+    return PackUint8(_mm256_srli_epi16(lo, 3), _mm256_srli_epi16(hi, 3));
+  }
+  static Ints HalvingBlock(const uint16_t* const rows[4], int32_t i) {
+    const Ints low16 = _mm256_set1_epi32(0xFFFF);
+    Ints lo = _mm256_set1_epi32(4), hi = lo;
+    for (int32_t k = 0; k < 4; ++k) {
+      const uint16_t* p = rows[k] + 2 * i;
+      const Ints v0 = LoadInts(p), v1 = LoadInts(p + kBytes / 2);
+      lo = _mm256_add_epi32(lo, _mm256_add_epi32(_mm256_and_si256(v0, low16), _mm256_srli_epi32(v0, 16)));
+      hi = _mm256_add_epi32(hi, _mm256_add_epi32(_mm256_and_si256(v1, low16), _mm256_srli_epi32(v1, 16)));
+    }
+    return InOrder(_mm256_packus_epi32(_mm256_srli_epi32(lo, 3), _mm256_srli_epi32(hi, 3)));
   }
 };
 

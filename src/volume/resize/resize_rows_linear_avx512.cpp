@@ -20,7 +20,8 @@ struct Avx512 {
   using Ints = __m512i;
   using Floats = __m512;
 
-  static Ints Load(const int16_t* p) { return _mm512_loadu_si512(p); }
+  static Ints Load(const int16_t* p) { return LoadInts(p); }
+  static Ints LoadInts(const void* p) { return _mm512_loadu_si512(p); }
   static Floats Load(const float* p) { return _mm512_loadu_ps(p); }
   static void Store(void* p, Ints v) { _mm512_storeu_si512(p, v); }
   static void Store(float* p, Floats v) { _mm512_storeu_ps(p, v); }
@@ -107,6 +108,30 @@ struct Avx512 {
     const Floats p0 = _mm512_loadu_ps(src);
     const Floats p1 = _mm512_loadu_ps(src + 16);
     return Lerp(_mm512_permutex2var_ps(p0, even, p1), _mm512_permutex2var_ps(p0, odd, p1), _mm512_loadu_ps(xWeight));
+  }
+  // The exact halving's eight-tap means (resize_rows_linear.h): kBytes 8u
+  // outputs from adjacent byte pairs summed to 16 bits, or kBytes / 2 16u
+  // outputs from adjacent sample pairs summed to 32 bits.
+  static Ints HalvingBlock(const uint8_t* const rows[4], int32_t i) {
+    const Ints ones = _mm512_set1_epi8(1);
+    Ints lo = _mm512_set1_epi16(4), hi = lo;
+    for (int32_t k = 0; k < 4; ++k) {
+      const uint8_t* p = rows[k] + 2 * i;
+      lo = _mm512_add_epi16(lo, _mm512_maddubs_epi16(LoadInts(p), ones));
+      hi = _mm512_add_epi16(hi, _mm512_maddubs_epi16(LoadInts(p + kBytes), ones));
+    }
+    return PackUint8(_mm512_srli_epi16(lo, 3), _mm512_srli_epi16(hi, 3));
+  }
+  static Ints HalvingBlock(const uint16_t* const rows[4], int32_t i) {
+    const Ints low16 = _mm512_set1_epi32(0xFFFF);
+    Ints lo = _mm512_set1_epi32(4), hi = lo;
+    for (int32_t k = 0; k < 4; ++k) {
+      const uint16_t* p = rows[k] + 2 * i;
+      const Ints v0 = LoadInts(p), v1 = LoadInts(p + kBytes / 2);
+      lo = _mm512_add_epi32(lo, _mm512_add_epi32(_mm512_and_si512(v0, low16), _mm512_srli_epi32(v0, 16)));
+      hi = _mm512_add_epi32(hi, _mm512_add_epi32(_mm512_and_si512(v1, low16), _mm512_srli_epi32(v1, 16)));
+    }
+    return InOrder(_mm512_packus_epi32(_mm512_srli_epi32(lo, 3), _mm512_srli_epi32(hi, 3)));
   }
 };
 

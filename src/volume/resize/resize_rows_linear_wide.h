@@ -202,6 +202,30 @@ void BlendInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, Weight w, co
   Store::Finish();
 }
 
+// ---------------------------------------------------------------- halving
+
+// The exact halving of an 8u or 16u interior: the four source rows of each
+// destination row straight to its eight-tap means.
+template <typename W, typename Store, typename T>
+void HalvingInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a, const T* b,
+                     const int32_t* rowOffsets, int32_t rowStep) {
+  for (int32_t r = 0; r < hi; ++r) {
+    const int32_t offset = rowOffsets[r];
+    const T* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    T* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
+    Store::template Run<int32_t(W::kBytes / sizeof(T))>(
+        out, wi,
+        [&](int32_t i, auto store) {
+          for (const T* row : rows) PrefetchAhead<W>(row + 2 * i);
+          decltype(store)::Put(out + i, W::HalvingBlock(rows, i));
+        },
+        [&](int32_t i, int32_t count) {
+          LinearHalvingInterior(out + i, 0, count, 1, a + 2 * i, b + 2 * i, rowOffsets + r, rowStep);
+        });
+  }
+  Store::Finish();
+}
+
 // The kernel table of width W.  The gathering x pass stays in its SSE
 // form: its per-column loads dominate it at any width.
 template <typename W>
@@ -210,12 +234,12 @@ constexpr LinearRowKernels WideKernels() {
   using Streaming = StreamingStores<W>;
   return {
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY2D<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>},
+       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>},
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY2D<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>},
+       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>},
       // Float rows: the 3-D y kernel serves the planes without a z blend too.
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>},
+       BlendInterior<W, Streaming>, nullptr, nullptr},
   };
 }
 

@@ -105,6 +105,24 @@ std::vector<rt::Case> EdgeCases() {
       c.rowPad = 1;
       cases.push_back(c);
     }
+  // Exact halvings (every weight one half, 8u and 16u take the eight-tap
+  // mean inside): odd extents and shifts of whole samples give frames on
+  // every side; rows upside down and planes in reverse, both layouts, rows
+  // wide enough for every block width.
+  for (int32_t width : {71, 135, 263})
+    for (bool reversed : {false, true}) {
+      rt::Case c;
+      c.vol = {width, 11, 9};
+      c.srcVoi = {0, 0, 0, width, 11, 9};
+      c.factor[0] = c.factor[1] = c.factor[2] = 0.5;
+      c.shift[0] = reversed ? 1.0 : 0.0, c.shift[2] = reversed ? 0.0 : 1.0;
+      c.dstVoi = {0, 0, 0, width / 2 + 2, 7, 6};
+      c.srcRowsReversed = reversed;
+      c.srcPlanes = reversed ? rt::PlaneSteps::Negative : rt::PlaneSteps::Positive;
+      c.planar = width == 135;
+      c.rowPad = 1;
+      cases.push_back(c);
+    }
   // A zero plane step reads one plane for all; a negative one reverses them.
   for (auto steps : {rt::PlaneSteps::Zero, rt::PlaneSteps::Negative}) {
     rt::Case c = Cube(6, InterLinear);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -180,6 +181,56 @@ TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
           }
         }
       }
+  }
+}
+
+// The exact halving against the three passes of the model with weights of
+// one half: random sums of eight taps and the largest one, rows stepping
+// either way, every block and remainder, plain and streaming stores.
+template <typename T>
+void CheckHalving(const KernelSet& set) {
+  using In = Inputs<T>;
+  using M = ref::LinearMath<T>;
+  const auto half = M::MakeWeight(0.5);
+  const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
+  qt::Rng rng(53 + sizeof(T));
+  for (int32_t n : kLengths)
+    for (int32_t rowStep : {2 * n + 3, -(2 * n + 3)})
+      for (bool allTop : {false, true}) {
+        const int32_t rows = 3, dstStep = n + 5, shift = rng.Int(0, 16);
+        // Destination rows read source rows 0 and 1, 2 and 3, 4 and 5 of the
+        // planes, counted from their middles in the direction of the step.
+        const int32_t middle = 6 * std::abs(rowStep) + 4;
+        std::vector<T> planeA(size_t(2 * middle)), planeB(planeA.size());
+        for (size_t s = 0; s < planeA.size(); ++s) {
+          planeA[s] = allTop ? T(sizeof(T) == 1 ? 255 : 65535) : In::Sample(rng);
+          planeB[s] = allTop ? planeA[s] : In::Sample(rng);
+        }
+        const T* a = planeA.data() + middle;
+        const T* b = planeB.data() + middle;
+        const int32_t offsets[rows] = {0, 2 * rowStep, 4 * rowStep};
+        std::vector<T> plain(size_t(rows) * dstStep + 17), streamed(plain.size());
+        k.halvingInterior(plain.data() + shift, dstStep, n, rows, a, b, offsets, rowStep);
+        k.halvingInteriorStreaming(streamed.data() + shift, dstStep, n, rows, a, b, offsets, rowStep);
+        ASSERT_EQ(0, std::memcmp(plain.data(), streamed.data(), plain.size() * sizeof(T))) << set.name << " n " << n;
+        for (int32_t r = 0; r < rows; ++r)
+          for (int32_t i = 0; i < n; ++i) {
+            auto x = [&](const T* plane, int32_t row) {
+              return M::InnerX(plane[row + 2 * i], plane[row + 2 * i + 1], half);
+            };
+            const auto y0 = M::InnerY3D(x(a, offsets[r]), x(a, offsets[r] + rowStep), half);
+            const auto y1 = M::InnerY3D(x(b, offsets[r]), x(b, offsets[r] + rowStep), half);
+            ASSERT_EQ(M::InnerZ(y0, y1, half), plain[shift + size_t(r) * dstStep + i])
+                << set.name << " n " << n << " row step " << rowStep << " row " << r << " sample " << i;
+          }
+      }
+}
+
+TEST(LinearKernels, ExactHalvingIsTheThreePasses) {
+  for (const KernelSet& set : KernelSets()) {
+    CheckHalving<uint8_t>(set);
+    CheckHalving<uint16_t>(set);
+    EXPECT_EQ(nullptr, set.kernels->f32.halvingInterior) << set.name;
   }
 }
 
