@@ -116,10 +116,21 @@ bool WriteDestinationPastCache(const ResizeBox& box, size_t sampleBytes) {
   return double(box.w) * box.h * box.wholeD * double(sampleBytes) >= kBytes;
 }
 
-// Whether every interior weight of the slab is one half along all three
-// axes, with the columns' taps in straight runs: then an 8u or 16u
-// interior is the exact halving's eight-tap mean (resize_rows_linear.h).
-// Floats round along the way, and have no such shortcut.
+// How the interiors of the planes between are made.
+enum class InteriorRoute {
+  // Each source plane resampled into an interior plane of the pair, two
+  // such planes blended along z.
+  kThroughPair,
+  // An exact halving of 8u or 16u: every interior weight one half along all
+  // three axes, the columns' taps in straight runs.  Each sample is the mean
+  // of its eight taps, read straight from the two source planes.
+  kHalving,
+  // A float downscale whose columns' taps run straight and whose
+  // destination rows and planes share no source line: x, y and z straight
+  // from the two source planes.
+  kDirect,
+};
+
 bool IsHalf(Weight8uPair w) { return w.w1 == 8192; }  // w0 is 16384 - w1
 bool IsHalf(uint16_t w1) { return w1 == 8192; }
 bool IsHalf(float f) { return f == 0.5f; }
@@ -131,12 +142,19 @@ bool AllHalf(const Weight* weights, int32_t first, int32_t end) {
   return true;
 }
 
+// zFirst .. zEnd - 1 are the planes between.
 template <typename T>
-bool IsExactHalving(const LinearSlabLayout<T>& s, int32_t zFirst, int32_t zEnd) {
+InteriorRoute ChooseInteriorRoute(const LinearSlabLayout<T>& s, int32_t zFirst, int32_t zEnd, int32_t planeStep) {
   const LinearPlaneTables<T>& t = s.plane;
-  if constexpr (std::is_same_v<T, float>) return false;
-  return t.wi != 0 && t.hi != 0 && t.xStep2 && AllHalf(t.xWeight, t.xLow, t.w - t.xHigh) &&
-         AllHalf(t.yWeight, t.yLow, t.h - t.yHigh) && AllHalf(s.zWeight, zFirst, zEnd);
+  if (t.wi == 0 || t.hi == 0) return InteriorRoute::kThroughPair;
+  if constexpr (std::is_same_v<T, float>) {
+    if (t.xyStep2 && EveryLineReadsFreshPair(s.zOffset, zFirst, zEnd, planeStep)) return InteriorRoute::kDirect;
+  } else {
+    if (t.xStep2 && AllHalf(t.xWeight, t.xLow, t.w - t.xHigh) && AllHalf(t.yWeight, t.yLow, t.h - t.yHigh) &&
+        AllHalf(s.zWeight, zFirst, zEnd))
+      return InteriorRoute::kHalving;
+  }
+  return InteriorRoute::kThroughPair;
 }
 
 }  // namespace
@@ -148,8 +166,10 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
   const LinearPlaneTables<T>& t = s.plane;
   const bool hasInterior = t.wi != 0 && t.hi != 0;
   const bool pastCache = WriteDestinationPastCache(box, sizeof(T));
-  const auto blendInterior = pastCache ? t.kernels->blendInteriorStreaming : t.kernels->blendInterior;
-  const auto halvingInterior = pastCache ? t.kernels->halvingInteriorStreaming : t.kernels->halvingInterior;
+  const auto& kernels = *t.kernels;
+  const auto blendInterior = pastCache ? kernels.blendInteriorStreaming : kernels.blendInterior;
+  const auto halvingInterior = pastCache ? kernels.halvingInteriorStreaming : kernels.halvingInterior;
+  const auto directInterior = pastCache ? kernels.directInteriorStreaming : kernels.directInterior;
   auto destination = [&](int32_t k) { return dst.Sample(box.x, box.y, box.z + k); };
 
   // A plane where z is clamped: x and y only, straight to the destination.
@@ -163,29 +183,35 @@ qelStatus ResizeLinear(const SourceVolume<T>& src, const DestVolume<T>& dst, con
   for (int32_t k = 0; k < zLow; ++k) resizePlane2D(src.Plane(0), k);
 
   // The planes between: blend the rotating pair of resampled source planes.
-  // In an exact halving the pair carries the frames alone, and each interior
-  // comes straight from its two source planes.
+  // On the routes straight from the source the pair carries the frames alone.
   using Inner = typename LinearTypes<T>::Inner;
+  const InteriorRoute route = ChooseInteriorRoute(s, zLow, zEnd, src.planeStep);
   const ptrdiff_t interiorOffset = static_cast<ptrdiff_t>(t.yLow) * dst.rowStep + t.xLow;
-  const bool halving = IsExactHalving(s, zLow, zEnd);
-  auto halveInterior = [&](int32_t k, T* out) {
+  auto interiorFromSource = [&](int32_t k, T* out) {
     const int32_t idx = s.zOffset[k];
     const int32_t x0 = t.xIndex[t.xLow];
-    halvingInterior(out, dst.rowStep, t.wi, t.hi, src.Plane(idx) + x0, src.Plane(idx + src.planeStep) + x0,
-                    t.yOffset + t.yLow, t.srcRowStep);
+    const T* a = src.Plane(idx) + x0;
+    const T* b = src.Plane(idx + src.planeStep) + x0;
+    const int32_t* rowOffsets = t.yOffset + t.yLow;
+    if (route == InteriorRoute::kHalving)
+      halvingInterior(out, dst.rowStep, t.wi, t.hi, a, b, rowOffsets, t.srcRowStep);
+    else
+      directInterior(out, dst.rowStep, t.wi, t.hi, a, b, rowOffsets, t.srcRowStep, t.xWeight + t.xLow,
+                     t.yWeight + t.yLow, s.zWeight[k]);
   };
   WalkRotatingPair<ResampledPlane<T>>(
       s.zOffset, zLow, zEnd, src.planeStep, s.pairA, s.pairB,
       [&](int32_t offset, const ResampledPlane<T>& into) {
         const T* plane = src.Plane(offset);
         LinearFrame(plane, t, into.frame);
-        if (hasInterior && !halving) LinearInterior(plane, t, s.rowA, s.rowB, into.inner, s.stride);
+        if (route == InteriorRoute::kThroughPair && hasInterior)
+          LinearInterior(plane, t, s.rowA, s.rowB, into.inner, s.stride);
       },
       [&](int32_t k, const ResampledPlane<T>& a, const ResampledPlane<T>& b) {
         T* out = destination(k);
         LinearBlendFrame<T>(a.frame, b.frame, s.zWeight[k], t, out, dst.rowStep);
-        if (halving)
-          halveInterior(k, out + interiorOffset);
+        if (route != InteriorRoute::kThroughPair)
+          interiorFromSource(k, out + interiorOffset);
         else if (hasInterior)
           blendInterior(out + interiorOffset, dst.rowStep, t.wi, t.hi, s.zWeight[k],
                         static_cast<const Inner*>(a.inner), static_cast<const Inner*>(b.inner), s.stride);

@@ -224,6 +224,33 @@ void LinearRowXYStep2(const float* srcA, const float* srcB, int32_t n, const flo
   RowXYStep2(srcA, srcB, n, xWeight, f, rowA, rowB, out);
 }
 
+void LinearDirectInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, const float* a, const float* b,
+                          const int32_t* rowOffsets, int32_t rowStep, const float* xWeight, const float* yWeight,
+                          float zWeight) {
+  const float oneMinusZ = 1.0f - zWeight;
+  const __m128 fz = _mm_set1_ps(zWeight), fz0 = _mm_set1_ps(oneMinusZ);
+  for (int32_t r = 0; r < hi; ++r) {
+    const int32_t offset = rowOffsets[r];
+    const float* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
+    const float fy = yWeight[r];
+    const __m128 weightY = _mm_set1_ps(fy);
+    auto x = [&](int32_t k, int32_t i) {
+      return XColumns32f(_mm_loadu_ps(rows[k] + 2 * i), _mm_loadu_ps(rows[k] + 2 * i + 4), xWeight + i);
+    };
+    int32_t i = 0;
+    for (; i + 4 <= wi; i += 4)
+      _mm_storeu_ps(out + i, Mix(Lerp(x(0, i), x(1, i), weightY), Lerp(x(2, i), x(3, i), weightY), fz0, fz));
+    for (; i < wi; ++i) {
+      float column[4];
+      for (int32_t k = 0; k < 4; ++k) column[k] = XColumn32f(rows[k] + 2 * i, xWeight[i]);
+      const float ya = column[0] + (column[1] - column[0]) * fy;
+      const float yb = column[2] + (column[3] - column[2]) * fy;
+      out[i] = ya * oneMinusZ + yb * zWeight;
+    }
+  }
+}
+
 // ---------------------------------------------------------------- along y
 
 void LinearRowY(int16_t* out, int32_t n, uint16_t w1, const int16_t* a, const int16_t* b) {
@@ -344,12 +371,12 @@ namespace {
 // The SSE forms write through the cache in either case.
 const LinearRowKernels kSseKernels = {
     {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior,
-     LinearHalvingInterior, LinearHalvingInterior},
+     LinearHalvingInterior, LinearHalvingInterior, nullptr, nullptr},
     {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY2D, LinearBlendInterior, LinearBlendInterior,
-     LinearHalvingInterior, LinearHalvingInterior},
+     LinearHalvingInterior, LinearHalvingInterior, nullptr, nullptr},
     // Float rows: the 3-D kernel serves the planes without a z blend too.
     {LinearRowX, LinearRowXStep2, LinearRowXYStep2, LinearRowY, LinearRowY, LinearBlendInterior, LinearBlendInterior,
-     nullptr, nullptr},
+     nullptr, nullptr, LinearDirectInterior, LinearDirectInterior},
 };
 
 }  // namespace

@@ -89,6 +89,18 @@ void LinearHalvingInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi
 void LinearHalvingInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, const uint16_t* a,
                            const uint16_t* b, const int32_t* rowOffsets, int32_t rowStep);
 
+// A float interior straight from its two source planes, where the columns'
+// taps run straight (as in LinearRowXStep2) and no two destination rows or
+// planes share a source line (a downscale by 0.5 or more): x, y and z of
+// each sample one after the other, the same operations as the passes above
+// without their round trips through rows and planes.  Destination row r
+// reads source rows rowOffsets[r] and rowOffsets[r] + rowStep of planes a
+// and b with y weight yWeight[r]; xWeight and yWeight start at the first
+// interior column and row.
+void LinearDirectInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, const float* a, const float* b,
+                          const int32_t* rowOffsets, int32_t rowStep, const float* xWeight, const float* yWeight,
+                          float zWeight);
+
 // The kernels above are the SSE forms.  Where the processor has AVX2 or
 // AVX-512, wider forms of the busiest ones give the same bits (the same
 // lane arithmetic, no fused operations); rows shorter than one of their
@@ -116,6 +128,14 @@ struct LinearRowKernelsOf {
                           const int32_t* rowOffsets, int32_t rowStep);
   void (*halvingInteriorStreaming)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a,
                                    const T* b, const int32_t* rowOffsets, int32_t rowStep);
+  // The float interior straight from the source, plain and streaming (null
+  // for the integer types).
+  void (*directInterior)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a, const T* b,
+                         const int32_t* rowOffsets, int32_t rowStep, const XWeight* xWeight, const Weight* yWeight,
+                         Weight zWeight);
+  void (*directInteriorStreaming)(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a, const T* b,
+                                  const int32_t* rowOffsets, int32_t rowStep, const XWeight* xWeight,
+                                  const Weight* yWeight, Weight zWeight);
 };
 
 struct LinearRowKernels {

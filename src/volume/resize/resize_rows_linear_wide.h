@@ -226,6 +226,32 @@ void HalvingInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a
   Store::Finish();
 }
 
+// The float interior straight from the source (LinearDirectInterior).
+template <typename W, typename Store>
+void DirectInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, const float* a, const float* b,
+                    const int32_t* rowOffsets, int32_t rowStep, const float* xWeight, const float* yWeight,
+                    float zWeight) {
+  const auto fz = W::Set1(zWeight), fz0 = W::Set1(1.0f - zWeight);
+  for (int32_t r = 0; r < hi; ++r) {
+    const int32_t offset = rowOffsets[r];
+    const float* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
+    const auto blendY = W::YPass(yWeight[r]);
+    auto x = [&](int32_t k, int32_t i) { return W::XBlock(rows[k] + 2 * i, xWeight + i); };
+    Store::template Run<int32_t(W::kBytes / sizeof(float))>(
+        out, wi,
+        [&](int32_t i, auto store) {
+          for (const float* row : rows) PrefetchAhead<W>(row + 2 * i);
+          decltype(store)::Put(out + i, W::Mix(blendY(x(0, i), x(1, i)), blendY(x(2, i), x(3, i)), fz0, fz));
+        },
+        [&](int32_t i, int32_t count) {
+          LinearDirectInterior(out + i, 0, count, 1, a + 2 * i, b + 2 * i, rowOffsets + r, rowStep, xWeight + i,
+                               yWeight + r, zWeight);
+        });
+  }
+  Store::Finish();
+}
+
 // The kernel table of width W.  The gathering x pass stays in its SSE
 // form: its per-column loads dominate it at any width.
 template <typename W>
@@ -234,12 +260,12 @@ constexpr LinearRowKernels WideKernels() {
   using Streaming = StreamingStores<W>;
   return {
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY2D<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>},
+       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>, nullptr, nullptr},
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY2D<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>},
+       BlendInterior<W, Streaming>, HalvingInterior<W, Plain>, HalvingInterior<W, Streaming>, nullptr, nullptr},
       // Float rows: the 3-D y kernel serves the planes without a z blend too.
       {LinearRowX, RowXStep2<W>, RowXYStep2<W>, RowY<W>, RowY<W>, BlendInterior<W, Plain>,
-       BlendInterior<W, Streaming>, nullptr, nullptr},
+       BlendInterior<W, Streaming>, nullptr, nullptr, DirectInterior<W, Plain>, DirectInterior<W, Streaming>},
   };
 }
 

@@ -123,6 +123,19 @@ std::vector<rt::Case> EdgeCases() {
       c.rowPad = 1;
       cases.push_back(c);
     }
+  // Downscales whose columns read every second sample and whose rows and
+  // planes share no source line, at weights other than one half.
+  for (int32_t width : {70, 135}) {
+    rt::Case c;
+    c.vol = {width, 16, 12};
+    c.srcVoi = {0, 0, 0, width, 16, 12};
+    c.factor[0] = 0.5, c.factor[1] = 0.4, c.factor[2] = 0.35;
+    c.shift[0] = 0.3, c.shift[1] = 0.1, c.shift[2] = 0.2;
+    c.dstVoi = {0, 0, 0, width / 2 + 1, 8, 6};
+    c.planar = width == 135;
+    c.srcRowsReversed = width == 70;
+    cases.push_back(c);
+  }
   // A zero plane step reads one plane for all; a negative one reverses them.
   for (auto steps : {rt::PlaneSteps::Zero, rt::PlaneSteps::Negative}) {
     rt::Case c = Cube(6, InterLinear);

@@ -184,53 +184,100 @@ TYPED_TEST(LinearKernelsTest, AlongYAndZAtAnyAlignment) {
   }
 }
 
+// Two source planes for the kernels that read four source rows per
+// destination row: destination rows 0, 1, 2 read rows 0 and 1, 2 and 3,
+// 4 and 5, counted from the planes' middles in the direction of the step.
+template <typename T>
+struct FourRowPlanes {
+  static constexpr int32_t kRows = 3;
+  int32_t rowStep;
+  std::vector<T> planeA, planeB;
+  int32_t offsets[kRows];
+
+  FourRowPlanes(int32_t step, qt::Rng& rng, bool allTop)
+      : rowStep(step), planeA(size_t(12 * std::abs(step) + 8)), planeB(planeA.size()) {
+    for (size_t s = 0; s < planeA.size(); ++s) {
+      planeA[s] = allTop ? T(sizeof(T) == 1 ? 255 : 65535) : Inputs<T>::Sample(rng);
+      planeB[s] = allTop ? planeA[s] : Inputs<T>::Sample(rng);
+    }
+    for (int32_t r = 0; r < kRows; ++r) offsets[r] = 2 * r * step;
+  }
+  const T* A() const { return planeA.data() + planeA.size() / 2; }
+  const T* B() const { return planeB.data() + planeB.size() / 2; }
+};
+
+// The model's three passes for destination sample (r, i).
+template <typename T, typename XW, typename W>
+auto ThreePasses(const FourRowPlanes<T>& p, int32_t r, int32_t i, XW wx, W wy, W wz) {
+  using M = ref::LinearMath<T>;
+  auto x = [&](const T* plane, int32_t row) { return M::InnerX(plane[row + 2 * i], plane[row + 2 * i + 1], wx); };
+  const int32_t row = p.offsets[r];
+  const auto ya = M::InnerY3D(x(p.A(), row), x(p.A(), row + p.rowStep), wy);
+  const auto yb = M::InnerY3D(x(p.B(), row), x(p.B(), row + p.rowStep), wy);
+  return M::InnerZ(ya, yb, wz);
+}
+
 // The exact halving against the three passes of the model with weights of
 // one half: random sums of eight taps and the largest one, rows stepping
 // either way, every block and remainder, plain and streaming stores.
 template <typename T>
 void CheckHalving(const KernelSet& set) {
-  using In = Inputs<T>;
-  using M = ref::LinearMath<T>;
-  const auto half = M::MakeWeight(0.5);
+  const auto half = ref::LinearMath<T>::MakeWeight(0.5);
   const auto& k = KernelsOfType(*set.kernels, static_cast<const T*>(nullptr));
   qt::Rng rng(53 + sizeof(T));
   for (int32_t n : kLengths)
     for (int32_t rowStep : {2 * n + 3, -(2 * n + 3)})
       for (bool allTop : {false, true}) {
-        const int32_t rows = 3, dstStep = n + 5, shift = rng.Int(0, 16);
-        // Destination rows read source rows 0 and 1, 2 and 3, 4 and 5 of the
-        // planes, counted from their middles in the direction of the step.
-        const int32_t middle = 6 * std::abs(rowStep) + 4;
-        std::vector<T> planeA(size_t(2 * middle)), planeB(planeA.size());
-        for (size_t s = 0; s < planeA.size(); ++s) {
-          planeA[s] = allTop ? T(sizeof(T) == 1 ? 255 : 65535) : In::Sample(rng);
-          planeB[s] = allTop ? planeA[s] : In::Sample(rng);
-        }
-        const T* a = planeA.data() + middle;
-        const T* b = planeB.data() + middle;
-        const int32_t offsets[rows] = {0, 2 * rowStep, 4 * rowStep};
+        const FourRowPlanes<T> p(rowStep, rng, allTop);
+        const int32_t rows = p.kRows, dstStep = n + 5, shift = rng.Int(0, 16);
         std::vector<T> plain(size_t(rows) * dstStep + 17), streamed(plain.size());
-        k.halvingInterior(plain.data() + shift, dstStep, n, rows, a, b, offsets, rowStep);
-        k.halvingInteriorStreaming(streamed.data() + shift, dstStep, n, rows, a, b, offsets, rowStep);
+        k.halvingInterior(plain.data() + shift, dstStep, n, rows, p.A(), p.B(), p.offsets, rowStep);
+        k.halvingInteriorStreaming(streamed.data() + shift, dstStep, n, rows, p.A(), p.B(), p.offsets, rowStep);
         ASSERT_EQ(0, std::memcmp(plain.data(), streamed.data(), plain.size() * sizeof(T))) << set.name << " n " << n;
         for (int32_t r = 0; r < rows; ++r)
-          for (int32_t i = 0; i < n; ++i) {
-            auto x = [&](const T* plane, int32_t row) {
-              return M::InnerX(plane[row + 2 * i], plane[row + 2 * i + 1], half);
-            };
-            const auto y0 = M::InnerY3D(x(a, offsets[r]), x(a, offsets[r] + rowStep), half);
-            const auto y1 = M::InnerY3D(x(b, offsets[r]), x(b, offsets[r] + rowStep), half);
-            ASSERT_EQ(M::InnerZ(y0, y1, half), plain[shift + size_t(r) * dstStep + i])
+          for (int32_t i = 0; i < n; ++i)
+            ASSERT_EQ(ThreePasses(p, r, i, half, half, half), plain[shift + size_t(r) * dstStep + i])
                 << set.name << " n " << n << " row step " << rowStep << " row " << r << " sample " << i;
-          }
       }
 }
 
-TEST(LinearKernels, ExactHalvingIsTheThreePasses) {
+// The float interior straight from the source against the three passes,
+// with random weights per column and row and special values.
+void CheckDirect(const KernelSet& set) {
+  using In = Inputs<float>;
+  qt::Rng rng(59);
+  for (int32_t n : kLengths)
+    for (int32_t rowStep : {2 * n + 3, -(2 * n + 3)}) {
+      const FourRowPlanes<float> p(rowStep, rng, false);
+      const int32_t rows = p.kRows, dstStep = n + 5, shift = rng.Int(0, 16);
+      std::vector<float> xWeight(size_t(n) + 1), yWeight(rows);
+      for (float& w : xWeight) w = In::XWeight(rng);
+      for (float& w : yWeight) w = In::Weight(rng);
+      const float zWeight = In::Weight(rng);
+      std::vector<float> plain(size_t(rows) * dstStep + 17), streamed(plain.size());
+      set.kernels->f32.directInterior(plain.data() + shift, dstStep, n, rows, p.A(), p.B(), p.offsets, rowStep,
+                                      xWeight.data(), yWeight.data(), zWeight);
+      set.kernels->f32.directInteriorStreaming(streamed.data() + shift, dstStep, n, rows, p.A(), p.B(), p.offsets,
+                                               rowStep, xWeight.data(), yWeight.data(), zWeight);
+      for (size_t s = 0; s < plain.size(); ++s)
+        ASSERT_TRUE(SameValue(plain[s], streamed[s])) << set.name << " n " << n << " at " << s;
+      for (int32_t r = 0; r < rows; ++r)
+        for (int32_t i = 0; i < n; ++i)
+          ASSERT_TRUE(SameValue(ThreePasses(p, r, i, xWeight[i], yWeight[r], zWeight),
+                                plain[shift + size_t(r) * dstStep + i]))
+              << set.name << " n " << n << " row step " << rowStep << " row " << r << " sample " << i;
+    }
+}
+
+TEST(LinearKernels, InteriorsStraightFromTheSourceAreTheThreePasses) {
   for (const KernelSet& set : KernelSets()) {
     CheckHalving<uint8_t>(set);
     CheckHalving<uint16_t>(set);
+    CheckDirect(set);
+    // Each shortcut belongs to its types alone.
     EXPECT_EQ(nullptr, set.kernels->f32.halvingInterior) << set.name;
+    EXPECT_EQ(nullptr, set.kernels->u8.directInterior) << set.name;
+    EXPECT_EQ(nullptr, set.kernels->u16.directInterior) << set.name;
   }
 }
 
