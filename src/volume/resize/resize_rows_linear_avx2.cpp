@@ -115,14 +115,17 @@ struct Avx2 {
     }
     return PackUint8(_mm256_srli_epi16(lo, 3), _mm256_srli_epi16(hi, 3));
   }
+  // 16u: each sample's top bit flipped makes it signed (s - 32768), so one
+  // multiply-add by ones gives s0 + s1 - 65536; the start value puts back
+  // the four rows' 4 * 65536 along with the rounding 4.
   static Ints HalvingBlock(const uint16_t* const rows[4], int32_t i) {
-    const Ints low16 = _mm256_set1_epi32(0xFFFF);
-    Ints lo = _mm256_set1_epi32(4), hi = lo;
+    const Ints flip = _mm256_set1_epi16(static_cast<int16_t>(0x8000));
+    const Ints ones = _mm256_set1_epi16(1);
+    Ints lo = _mm256_set1_epi32(4 * 65536 + 4), hi = lo;
     for (int32_t k = 0; k < 4; ++k) {
       const uint16_t* p = rows[k] + 2 * i;
-      const Ints v0 = LoadInts(p), v1 = LoadInts(p + kBytes / 2);
-      lo = _mm256_add_epi32(lo, _mm256_add_epi32(_mm256_and_si256(v0, low16), _mm256_srli_epi32(v0, 16)));
-      hi = _mm256_add_epi32(hi, _mm256_add_epi32(_mm256_and_si256(v1, low16), _mm256_srli_epi32(v1, 16)));
+      lo = _mm256_add_epi32(lo, _mm256_madd_epi16(_mm256_xor_si256(LoadInts(p), flip), ones));
+      hi = _mm256_add_epi32(hi, _mm256_madd_epi16(_mm256_xor_si256(LoadInts(p + kBytes / 2), flip), ones));
     }
     return InOrder(_mm256_packus_epi32(_mm256_srli_epi32(lo, 3), _mm256_srli_epi32(hi, 3)));
   }
