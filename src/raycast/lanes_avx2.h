@@ -30,6 +30,7 @@ struct Avx2Lanes {
   static V Mul(V a, V b) { return _mm256_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm256_min_ps(a, b); }
   static V Max(V a, V b) { return _mm256_max_ps(a, b); }
+  static V Abs(V a) { return _mm256_and_ps(a, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
   static V And(V a, V b) { return _mm256_and_ps(a, b); }
   static V Or(V a, V b) { return _mm256_or_ps(a, b); }
   static V AndNot(V a, V b) { return _mm256_andnot_ps(a, b); }  // ~a & b

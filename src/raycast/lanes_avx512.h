@@ -30,6 +30,7 @@ struct Avx512Lanes {
   static V Mul(V a, V b) { return _mm512_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm512_min_ps(a, b); }
   static V Max(V a, V b) { return _mm512_max_ps(a, b); }
+  static V Abs(V a) { return _mm512_abs_ps(a); }
   // Mask operations in the mask registers, so that a mask needs no trip
   // through a general register before the test that branches on it.
   static M And(M a, M b) { return _mm512_kand(a, b); }
