@@ -73,7 +73,9 @@ struct EyeKernels {
       if (!IsUsableTriangle(a)) return false;
       const TriangleFromEye<L> tri = PacketTriangle<L>(a, eye);
       for (int32_t v = 0; v < kVectors; ++v) {
-        if (sets[v] == 0) continue;
+        // A vector without kernels at this leaf is skipped; a single vector
+        // always has some.
+        if (kVectors > 1 && sets[v] == 0) continue;
         const LaneCrossing<L> c = CrossTrianglePacketLanes(tri, direction[v]);
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a

@@ -41,7 +41,7 @@ struct Avx512Lanes {
   static M CmpLe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OS); }
   static V Select(M mask, V a, V b) { return _mm512_mask_blend_ps(mask, b, a); }
   static V Keep(M mask, V a) { return _mm512_maskz_mov_ps(mask, a); }  // a, 0.0 outside the mask
-  static M SelectMask(M mask, M a, M b) { return static_cast<M>((mask & a) | (~mask & b)); }
+  static M SelectMask(M mask, M a, M b) { return Or(And(mask, a), AndNot(mask, b)); }
   static V Rcp(V a) {
     const __m256 low = _mm256_rcp_ps(_mm512_castps512_ps256(a));
     const __m256 high = _mm256_rcp_ps(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(a), 1)));

@@ -89,14 +89,15 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   int32_t ended = 0;
   int32_t present = kernels;  // the kernels whose walks pass through `node`
   const qelrKDNode* node = root;
+  const int32_t nearChild[3] = {octant & 1, (octant >> 1) & 1, (octant >> 2) & 1};
+  const NearChildOffsets nearOffsets(nearChild);
   for (;;) {
     while (IsInterior(node)) {
       const int32_t k = InteriorAxis(node);
       const V offset = L::Set1(InteriorSplit(node) - origin[k]);
       const qelrKDNode* children = InteriorChildren(node);
-      const int32_t nearIndex = (octant >> k) & 1;
-      const qelrKDNode* nearNode = children + nearIndex;
-      const qelrKDNode* farNode = children + (1 - nearIndex);
+      const qelrKDNode* nearNode = nearOffsets.Near(children, k);
+      const qelrKDNode* farNode = nearOffsets.Far(children, k);
       V t[kVectors] = {};
       int32_t nearToo = 0, farToo = 0;
       for (int32_t v = 0; v < kVectors; ++v) {
