@@ -65,7 +65,6 @@ struct Avx2Lanes {
   }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return _mm256_set_m128(kernels[1], kernels[0]); }
   static __m128 Part(V v, int32_t j) { return j == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1); }
 };

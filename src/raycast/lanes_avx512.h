@@ -76,7 +76,6 @@ struct Avx512Lanes {
   static M KernelLanes(int32_t kernelBits) { return static_cast<M>(KernelLaneBits(kernelBits)); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return _mm512_movepi32_mask(_mm512_castps_si512(Join(kernels))); }
   static V Join(const __m128* kernels) {
     const __m256 low = _mm256_set_m128(kernels[1], kernels[0]);
     const __m256 high = _mm256_set_m128(kernels[3], kernels[2]);

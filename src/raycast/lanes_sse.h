@@ -50,7 +50,6 @@ struct SseLanes {
   static V KernelLanes(int32_t kernelBits) { return kernelBits != 0 ? AllOnes() : Zero(); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return kernels[0]; }
   static __m128 Part(V v, int32_t) { return v; }
 };
