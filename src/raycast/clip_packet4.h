@@ -1,25 +1,25 @@
-// Box clip of four rays for the packet kernels.
+// Box clip of the packet kernels' rays, all kernels of a vector at once.
 #pragma once
 
-#include <emmintrin.h>
-
 #include "raycast/ray_math.h"
-#include "raycast/triangle_test.h"
 
 // Clips each lane's [tmin, tmax] to the box on all three axes, x, y, z in
-// order, and forms the inverse directions.  A near-zero component is
-// replaced by a small positive one before it is inverted, so every axis is
-// clipped and no inverse is infinite; the triangle test keeps the true
-// direction.
-inline void ClipRays4ToBox(const float* box, const Rays4& rays, __m128& tmin, __m128& tmax, __m128 inverse[3]) {
-  const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
+// order, and forms the inverse directions of rays from `eye`.  A near-zero
+// component is replaced by a small positive one before it is inverted, so
+// every axis is clipped and no inverse is infinite; the triangle test keeps
+// the true direction.  Each lane does the operations of a four-ray kernel.
+template <class L>
+inline void ClipPacketLanesToBox(const float* box, const float eye[3], const typename L::V direction[3],
+                                 typename L::V& tmin, typename L::V& tmax, typename L::V inverse[3]) {
+  using V = typename L::V;
   for (int32_t k = 0; k < 3; ++k) {
-    const __m128 d = rays.direction[k];
-    const __m128 tiny = _mm_cmple_ps(_mm_and_ps(d, absMask), _mm_set1_ps(kTinyDirection));
-    inverse[k] = RcpNewton(Select(tiny, _mm_set1_ps(kPacketZeroDirection), d));
-    const __m128 t1 = _mm_mul_ps(_mm_sub_ps(_mm_set1_ps(box[k]), rays.origin[k]), inverse[k]);
-    const __m128 t2 = _mm_mul_ps(_mm_sub_ps(_mm_set1_ps(box[k + 3]), rays.origin[k]), inverse[k]);
-    tmin = _mm_max_ps(tmin, _mm_min_ps(t1, t2));
-    tmax = _mm_min_ps(tmax, _mm_max_ps(t1, t2));
+    const V d = direction[k];
+    const V usable = L::Select(L::CmpLe(L::Abs(d), L::Set1(kTinyDirection)), L::Set1(kPacketZeroDirection), d);
+    inverse[k] = NewtonStep<L>(L::Rcp(usable), usable);
+    const V origin = L::Set1(eye[k]);
+    const V t1 = L::Mul(L::Sub(L::Set1(box[k]), origin), inverse[k]);
+    const V t2 = L::Mul(L::Sub(L::Set1(box[k + 3]), origin), inverse[k]);
+    tmin = L::Max(tmin, L::Min(t1, t2));
+    tmax = L::Min(tmax, L::Max(t1, t2));
   }
 }

@@ -23,41 +23,6 @@ namespace eye_packet_detail {
 // Each form's file gets its own copy of these, built for its processor.
 namespace {
 
-// The values of one kernel at its start, four lanes each.
-struct KernelStart {
-  __m128 direction[3];
-  __m128 inverse[3];
-  __m128 tmin, tmax, active;
-  __m128 best, triangle;
-};
-
-// Sets up the kernel of the row at `at` with the lanes of `laneBits`: the
-// clip to the box and the starting values.  Returns false when no lane
-// enters the box; the row is then left untouched.
-inline bool StartKernel(const EyeBlock& b, int64_t at, __m128 laneMask, KernelStart& s) {
-  Rays4 rays;
-  for (int32_t k = 0; k < 3; ++k) {
-    rays.origin[k] = _mm_set1_ps(b.eye[k]);
-    rays.direction[k] = _mm_load_ps(b.direction[k] + at);
-    s.direction[k] = rays.direction[k];
-  }
-  // Lanes outside the mask start from an empty interval, so they never
-  // become active.
-  const __m128 entryDist = _mm_load_ps(b.dist + at);
-  s.tmin = _mm_setzero_ps();
-  s.tmax = _mm_and_ps(entryDist, laneMask);
-  ClipRays4ToBox(b.context->pBound, rays, s.tmin, s.tmax, s.inverse);
-  s.active = _mm_cmplt_ps(s.tmin, s.tmax);
-  if (_mm_movemask_ps(s.active) == 0) return false;
-
-  // Lanes outside the mask get best 0.0: they can accept nothing.
-  s.best = _mm_and_ps(entryDist, laneMask);
-  s.triangle =
-      _mm_and_ps(_mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(b.triangle + at))), laneMask);
-  s.tmax = _mm_add_ps(s.tmax, _mm_set1_ps(kIntervalPad));
-  return true;
-}
-
 // Lanes in the mask take the kernel's results, a miss included; the others
 // keep all four of their values.
 inline void FinishKernel(const EyeBlock& b, int64_t at, __m128 laneMask, __m128 best, __m128 hitU, __m128 hitV,
@@ -108,7 +73,9 @@ struct EyeKernels {
       if (!IsUsableTriangle(a)) return false;
       const TriangleFromEye<L> tri = PacketTriangle<L>(a, eye);
       for (int32_t v = 0; v < kVectors; ++v) {
-        if (sets[v] == 0) continue;
+        // A vector without kernels at this leaf is skipped; a single vector
+        // always has some.
+        if (kVectors > 1 && sets[v] == 0) continue;
         const LaneCrossing<L> c = CrossTrianglePacketLanes(tri, direction[v]);
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
@@ -120,8 +87,7 @@ struct EyeKernels {
         if (L::NoLanes(pass)) continue;
         // Approximate reciprocal, cleared where the lane failed, then one
         // Newton step.
-        const V r = L::Keep(pass, L::Rcp(D));
-        const V inverseD = L::Sub(L::Add(r, r), L::Mul(L::Mul(r, r), D));
+        const V inverseD = NewtonStep<L>(L::Keep(pass, L::Rcp(D)), D);
         const V t = L::Mul(T, inverseD);
         const M accept = L::And(pass, L::And(L::CmpLt(t, nearest[v]), L::CmpLt(zero, t)));
         nearest[v] = L::Select(accept, t, nearest[v]);
@@ -141,55 +107,72 @@ struct EyeKernels {
   M ResumeLanes(int32_t v, V tmax) const { return L::CmpLt(tmax, best[v]); }
 };
 
+// Four rows of a plane from `at`, one row per kernel, as the vector of
+// kernels `first` to `first` + L::kKernels - 1.
+template <class L>
+inline typename L::V KernelRows(const float* plane, int64_t at, int32_t width, int32_t first) {
+  __m128 rows[L::kKernels];
+  for (int32_t j = 0; j < L::kKernels; ++j) rows[j] = _mm_load_ps(plane + at + static_cast<int64_t>(first + j) * width);
+  return L::Join(rows);
+}
+
+// Sets up the kernels of the rows of a tile that hold rays of `octant`
+// (`rowLanes`: bit 4 * row + lane), all kernels of a vector at once: the
+// clip to the box and the starting values.  Returns the kernels that
+// started: those with a lane that enters the box.  A row whose kernel does
+// not start is left untouched.
+template <class L>
+int32_t StartKernels(const EyeBlock& b, int64_t tileStart, int32_t width, int32_t rowLanes, EyeKernels<L>& h,
+                     PacketWalkLanes<L> walk[]) {
+  using V = typename L::V;
+  using M = typename L::M;
+  constexpr int32_t kVectors = 4 / L::kKernels;
+  constexpr int32_t kLanesPerVector = 4 * L::kKernels;
+  int32_t kernels = 0;
+  for (int32_t v = 0; v < kVectors; ++v) {
+    const int32_t first = L::kKernels * v;
+    const M laneMask = L::MaskFromBits((rowLanes >> (kLanesPerVector * v)) & ((1 << kLanesPerVector) - 1));
+    for (int32_t k = 0; k < 3; ++k) h.direction[v][k] = KernelRows<L>(b.direction[k], tileStart, width, first);
+    const V entryDist = KernelRows<L>(b.dist, tileStart, width, first);
+    // Lanes outside the mask start from an empty interval, so they never
+    // become active.
+    PacketWalkLanes<L>& w = walk[v];
+    w.tmin = L::Zero();
+    w.tmax = L::Keep(laneMask, entryDist);
+    ClipPacketLanesToBox<L>(b.context->pBound, b.eye, h.direction[v], w.tmin, w.tmax, w.inverse);
+    w.active = L::CmpLt(w.tmin, w.tmax);
+    const int32_t started = L::KernelsWithAnyLane(L::LaneBits(w.active));
+    kernels |= started << first;
+    // Lanes outside the mask, and kernels that did not start, get best
+    // 0.0: they can accept nothing.
+    const M running = L::And(laneMask, L::KernelLanes(started));
+    h.best[v] = L::Keep(running, entryDist);
+    h.triangle[v] = L::Keep(running, KernelRows<L>(reinterpret_cast<const float*>(b.triangle), tileStart, width, first));
+    h.hitU[v] = h.hitV[v] = L::Zero();
+    w.tmax = L::Add(w.tmax, L::Set1(kIntervalPad));
+  }
+  return kernels;
+}
+
 // The rows of a tile that hold rays of `octant`, as kernels walking
 // together.
 template <class L>
 void TraceOctant(const EyeBlock& b, int64_t tileStart, int32_t width, const TileOctants& g, int32_t octant) {
   constexpr int32_t kVectors = 4 / L::kKernels;
-  // Each field of the four kernels; a kernel that does not run keeps zeros.
-  KernelStart s[4] = {};
-  __m128 laneMask[4];
-  int32_t kernels = 0;
-  for (int32_t row = 0; row < 4; ++row) {
-    if (g.rowLanes[octant][row] == 0) continue;
-    laneMask[row] = LaneMaskFromBits(g.rowLanes[octant][row]);
-    if (StartKernel(b, tileStart + static_cast<int64_t>(row) * width, laneMask[row], s[row])) kernels |= 1 << row;
-    else s[row] = KernelStart{};
-  }
-  if (kernels == 0) return;
-
+  const int32_t rowLanes = g.lanes[octant];
+  if (rowLanes == 0) return;
   EyeKernels<L> h;
   h.accel = b.context->pAccel;
   h.eye = b.eye;
   PacketWalkLanes<L> walk[kVectors];
-  for (int32_t v = 0; v < kVectors; ++v) {
-    const KernelStart* first = s + L::kKernels * v;
-    auto join = [&](__m128 KernelStart::*field) {
-      __m128 parts[L::kKernels];
-      for (int32_t j = 0; j < L::kKernels; ++j) parts[j] = first[j].*field;
-      return L::Join(parts);
-    };
-    for (int32_t k = 0; k < 3; ++k) {
-      __m128 direction[L::kKernels], inverse[L::kKernels];
-      for (int32_t j = 0; j < L::kKernels; ++j) direction[j] = first[j].direction[k], inverse[j] = first[j].inverse[k];
-      h.direction[v][k] = L::Join(direction);
-      walk[v].inverse[k] = L::Join(inverse);
-    }
-    walk[v].tmin = join(&KernelStart::tmin);
-    walk[v].tmax = join(&KernelStart::tmax);
-    __m128 active[L::kKernels];
-    for (int32_t j = 0; j < L::kKernels; ++j) active[j] = first[j].active;
-    walk[v].active = L::JoinMask(active);
-    h.best[v] = join(&KernelStart::best);
-    h.triangle[v] = join(&KernelStart::triangle);
-    h.hitU[v] = h.hitV[v] = L::Zero();
-  }
+  const int32_t kernels = StartKernels(b, tileStart, width, rowLanes, h, walk);
+  if (kernels == 0) return;
   WalkPacketRows<L>(b.context->pRootNode, octant, b.eye, walk, kernels, h);
   for (int32_t row = 0; row < 4; ++row) {
     if (((kernels >> row) & 1) == 0) continue;
     const int32_t v = row / L::kKernels, j = row % L::kKernels;
-    FinishKernel(b, tileStart + static_cast<int64_t>(row) * width, laneMask[row], L::Part(h.best[v], j),
-                 L::Part(h.hitU[v], j), L::Part(h.hitV[v], j), L::Part(h.triangle[v], j));
+    FinishKernel(b, tileStart + static_cast<int64_t>(row) * width, LaneMaskFromBits((rowLanes >> (4 * row)) & 0xF),
+                 L::Part(h.best[v], j), L::Part(h.hitU[v], j), L::Part(h.hitV[v], j), L::Part(h.triangle[v], j));
   }
 }
 

@@ -30,6 +30,7 @@ struct Avx2Lanes {
   static V Mul(V a, V b) { return _mm256_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm256_min_ps(a, b); }
   static V Max(V a, V b) { return _mm256_max_ps(a, b); }
+  static V Abs(V a) { return _mm256_and_ps(a, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
   static V And(V a, V b) { return _mm256_and_ps(a, b); }
   static V Or(V a, V b) { return _mm256_or_ps(a, b); }
   static V AndNot(V a, V b) { return _mm256_andnot_ps(a, b); }  // ~a & b
@@ -64,7 +65,6 @@ struct Avx2Lanes {
   }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return _mm256_set_m128(kernels[1], kernels[0]); }
   static __m128 Part(V v, int32_t j) { return j == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1); }
 };

@@ -30,6 +30,7 @@ struct Avx512Lanes {
   static V Mul(V a, V b) { return _mm512_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm512_min_ps(a, b); }
   static V Max(V a, V b) { return _mm512_max_ps(a, b); }
+  static V Abs(V a) { return _mm512_abs_ps(a); }
   // Mask operations in the mask registers, so that a mask needs no trip
   // through a general register before the test that branches on it.
   static M And(M a, M b) { return _mm512_kand(a, b); }
@@ -40,7 +41,7 @@ struct Avx512Lanes {
   static M CmpLe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OS); }
   static V Select(M mask, V a, V b) { return _mm512_mask_blend_ps(mask, b, a); }
   static V Keep(M mask, V a) { return _mm512_maskz_mov_ps(mask, a); }  // a, 0.0 outside the mask
-  static M SelectMask(M mask, M a, M b) { return static_cast<M>((mask & a) | (~mask & b)); }
+  static M SelectMask(M mask, M a, M b) { return Or(And(mask, a), AndNot(mask, b)); }
   static V Rcp(V a) {
     const __m256 low = _mm256_rcp_ps(_mm512_castps512_ps256(a));
     const __m256 high = _mm256_rcp_ps(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(a), 1)));
@@ -75,7 +76,6 @@ struct Avx512Lanes {
   static M KernelLanes(int32_t kernelBits) { return static_cast<M>(KernelLaneBits(kernelBits)); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return _mm512_movepi32_mask(_mm512_castps_si512(Join(kernels))); }
   static V Join(const __m128* kernels) {
     const __m256 low = _mm256_set_m128(kernels[1], kernels[0]);
     const __m256 high = _mm256_set_m128(kernels[3], kernels[2]);

@@ -24,6 +24,7 @@ struct SseLanes {
   static V Mul(V a, V b) { return _mm_mul_ps(a, b); }
   static V Min(V a, V b) { return _mm_min_ps(a, b); }
   static V Max(V a, V b) { return _mm_max_ps(a, b); }
+  static V Abs(V a) { return _mm_and_ps(a, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
   static V And(V a, V b) { return _mm_and_ps(a, b); }
   static V Or(V a, V b) { return _mm_or_ps(a, b); }
   static V AndNot(V a, V b) { return _mm_andnot_ps(a, b); }  // ~a & b
@@ -49,7 +50,6 @@ struct SseLanes {
   static V KernelLanes(int32_t kernelBits) { return kernelBits != 0 ? AllOnes() : Zero(); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
-  static M JoinMask(const __m128* kernels) { return Join(kernels); }
   static V Join(const __m128* kernels) { return kernels[0]; }
   static __m128 Part(V v, int32_t) { return v; }
 };

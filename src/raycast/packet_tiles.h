@@ -19,34 +19,34 @@ inline bool TileHasPositiveLimit(const float* dist, int32_t width) {
 }
 
 // Octant code of each ray (bit k: direction below 0.0 on axis k; -0.0 and
-// NaN are not below), and, for each code, the lanes of each row that have it.
+// NaN are not below), and, for each code, the rays that have it.
 struct TileOctants {
-  int32_t rowLanes[8][4];  // [code][row]: bit j set for lane j
-  int32_t lowest;
+  int32_t lanes[8];  // [code]: bit 4 * row + lane
+  int32_t lowest;    // the lowest and highest code present
   int32_t highest;
 };
 
 inline TileOctants GroupTileByOctant(const float* const direction[3], int64_t tileStart, int32_t width) {
-  TileOctants g = {};
-  int32_t count[8] = {};
+  // Bit 4 * row + lane of below[k]: the ray's direction is below 0.0 on
+  // axis k.
+  int32_t below[3] = {0, 0, 0};
   const __m128 zero = _mm_setzero_ps();
   for (int32_t row = 0; row < 4; ++row) {
     const int64_t at = tileStart + static_cast<int64_t>(row) * width;
-    const int32_t negX = _mm_movemask_ps(_mm_cmplt_ps(_mm_load_ps(direction[0] + at), zero));
-    const int32_t negY = _mm_movemask_ps(_mm_cmplt_ps(_mm_load_ps(direction[1] + at), zero));
-    const int32_t negZ = _mm_movemask_ps(_mm_cmplt_ps(_mm_load_ps(direction[2] + at), zero));
-    for (int32_t lane = 0; lane < 4; ++lane) {
-      const int32_t code = ((negX >> lane) & 1) | (((negY >> lane) & 1) << 1) | (((negZ >> lane) & 1) << 2);
-      g.rowLanes[code][row] |= 1 << lane;
-      ++count[code];
-    }
+    for (int32_t k = 0; k < 3; ++k)
+      below[k] |= _mm_movemask_ps(_mm_cmplt_ps(_mm_load_ps(direction[k] + at), zero)) << (4 * row);
   }
-  // Lowest and highest code present; a tile of one code ends the scan at once.
-  g.lowest = 0;
-  while (count[g.lowest] == 0) ++g.lowest;
-  g.highest = g.lowest;
-  if (count[g.lowest] != 16)
-    for (int32_t code = g.lowest + 1; code < 8; ++code)
-      if (count[code] != 0) g.highest = code;
+  TileOctants g;
+  int32_t present = 0;  // bit c: some ray has code c
+  for (int32_t code = 0; code < 8; ++code) {
+    int32_t rays = 0xFFFF;
+    for (int32_t k = 0; k < 3; ++k) rays &= ((code >> k) & 1) != 0 ? below[k] : ~below[k];
+    g.lanes[code] = rays;
+    present |= static_cast<int32_t>(rays != 0) << code;
+  }
+  // Scanning the codes in rising order finds the same two: a tile of one
+  // code has no other.
+  g.lowest = __builtin_ctz(static_cast<uint32_t>(present));
+  g.highest = 31 - __builtin_clz(static_cast<uint32_t>(present));
   return g;
 }

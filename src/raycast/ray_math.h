@@ -30,12 +30,13 @@ inline bool SignBit(float x) {
   return (bits >> 31) != 0;
 }
 
-// Approximate reciprocal (rcpps, about 12 bits) refined by one Newton step,
-// r' = (r + r) - ((r * r) * d).  The result depends on the processor's
-// table, so it must never be replaced by a true division or by rcp14.
-inline __m128 RcpNewton(__m128 d) {
-  const __m128 r = _mm_rcp_ps(d);
-  return _mm_sub_ps(_mm_add_ps(r, r), _mm_mul_ps(_mm_mul_ps(r, r), d));
+// The one Newton step that refines the approximate reciprocal r of d
+// (rcpps, about 12 bits): r' = (r + r) - ((r * r) * d), in any lanes type.
+// The result depends on the processor's table, so r must never come from a
+// true division or from rcp14.
+template <class L>
+inline typename L::V NewtonStep(typename L::V r, typename L::V d) {
+  return L::Sub(L::Add(r, r), L::Mul(L::Mul(r, r), d));
 }
 
 // Lane-wise choice without SSE4.1: mask ? a : b.

@@ -58,13 +58,6 @@ inline bool CrossesInside(const TriangleCrossing& c) {
   return c.R * c.P >= 0.0f && c.P * c.Q >= 0.0f && c.R * c.Q >= 0.0f;
 }
 
-// ---- Four rays of the packet path's clip ----
-
-struct Rays4 {
-  __m128 origin[3];
-  __m128 direction[3];
-};
-
 // ---- Many rays from the eye, in lanes ----
 
 // The triangle's fields spread over the lanes, with what depends on the

@@ -68,13 +68,10 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   constexpr int32_t kVectors = 4 / kPer;
   constexpr int32_t kWhole = (1 << kPer) - 1;
   auto kernelsOf = [](int32_t set, int32_t v) { return (set >> (kPer * v)) & kWhole; };
-  // Lane v of `value` where the vector's kernels in `set` are, else `old`.
-  auto update = [](int32_t set, V value, V old) {
-    return set == kWhole ? value : L::Select(L::KernelLanes(set), value, old);
-  };
-  auto updateMask = [](int32_t set, M value, M old) {
-    return set == kWhole ? value : L::SelectMask(L::KernelLanes(set), value, old);
-  };
+  // A vector whose kernels take no part in an update is skipped where
+  // there are several vectors; with one, the masked update costs less than
+  // a branch that is often mispredicted.
+  auto untouched = [](int32_t set) { return kVectors > 1 && set == 0; };
 
   // A far child kept for later, with the kernels that go on there: those
   // that kept it on their own stacks (they resume with tmin = tmax and the
@@ -86,20 +83,21 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
     int32_t pushed;
     int32_t farOnly;
   };
-  Entry stack[kWalkStackDepth];
+  Entry stack[kWalkStackDepth + 1];  // a spare slot for a push that is not kept
   int32_t depth = 0;
   uint32_t ownDepths = 0;  // a byte per kernel
   int32_t ended = 0;
   int32_t present = kernels;  // the kernels whose walks pass through `node`
   const qelrKDNode* node = root;
+  const int32_t nearChild[3] = {octant & 1, (octant >> 1) & 1, (octant >> 2) & 1};
+  const NearChildOffsets nearOffsets(nearChild);
   for (;;) {
     while (IsInterior(node)) {
       const int32_t k = InteriorAxis(node);
       const V offset = L::Set1(InteriorSplit(node) - origin[k]);
       const qelrKDNode* children = InteriorChildren(node);
-      const int32_t nearIndex = (octant >> k) & 1;
-      const qelrKDNode* nearNode = children + nearIndex;
-      const qelrKDNode* farNode = children + (1 - nearIndex);
+      const qelrKDNode* nearNode = nearOffsets.Near(children, k);
+      const qelrKDNode* farNode = nearOffsets.Far(children, k);
       V t[kVectors] = {};
       int32_t nearToo = 0, farToo = 0;
       for (int32_t v = 0; v < kVectors; ++v) {
@@ -116,26 +114,27 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
         node = farNode;
         continue;
       }
-      if ((farOnly | pushed) == 0) {
-        node = nearNode;
-        continue;
-      }
+      // On to the near child.  Whether a kernel also goes to the far one
+      // is no branch: the far child is written to the stack in any case
+      // and kept only if some kernel goes there, and only the kernels that
+      // keep it on their own stacks narrow their intervals.
+      const bool keep = (farOnly | pushed) != 0;
+      Entry& e = stack[depth];
+      e.node = farNode;
+      e.pushed = pushed;
+      e.farOnly = farOnly;
+      for (int32_t v = 0; v < kVectors; ++v) e.tmax[v] = lanes[v].tmax;
       // A tree deeper than the stack is not a valid block; its far
       // children are dropped rather than written past the stack.
-      if (depth < kWalkStackDepth) {
-        Entry& e = stack[depth++];
-        e.node = farNode;
-        e.pushed = pushed;
-        e.farOnly = farOnly;
-        for (int32_t v = 0; v < kVectors; ++v) e.tmax[v] = lanes[v].tmax;
-      }
+      depth += static_cast<int32_t>(keep & (depth < kWalkStackDepth));
       for (int32_t v = 0; v < kVectors; ++v) {
         const int32_t set = kernelsOf(pushed, v);
-        if (set == 0) continue;
+        if (untouched(set)) continue;
         PacketWalkLanes<L>& l = lanes[v];
+        const M narrowed = L::KernelLanes(set);
         const V m = L::Min(l.tmax, t[v]);
-        l.active = updateMask(set, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
-        l.tmax = update(set, L::Max(m, l.tmin), l.tmax);
+        l.active = L::SelectMask(narrowed, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
+        l.tmax = L::Select(narrowed, L::Max(m, l.tmin), l.tmax);
       }
       ownDepths += packet_walk_detail::KernelBytes(pushed);
       present = nearOnly | pushed;
@@ -146,9 +145,9 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
     ended |= present & ~goOn;
     for (int32_t v = 0; v < kVectors; ++v) {
       const int32_t set = kernelsOf(goOn, v);
-      if (set == 0) continue;
+      if (untouched(set)) continue;
       const M resume = policy.ResumeLanes(v, lanes[v].tmax);
-      lanes[v].active = updateMask(set, resume, lanes[v].active);
+      lanes[v].active = L::SelectMask(L::KernelLanes(set), resume, lanes[v].active);
       ended |= (set & ~L::KernelsWithAnyLane(L::LaneBits(resume))) << (kPer * v);
     }
     // On to the latest far child that a kernel still goes to.
@@ -160,10 +159,11 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
       if (present == 0) continue;
       for (int32_t v = 0; v < kVectors; ++v) {
         const int32_t set = kernelsOf(resumePushed, v);
-        if (set == 0) continue;
+        if (untouched(set)) continue;
         PacketWalkLanes<L>& l = lanes[v];
-        l.tmin = update(set, l.tmax, l.tmin);
-        l.tmax = update(set, e.tmax[v], l.tmax);
+        const M resumed = L::KernelLanes(set);
+        l.tmin = L::Select(resumed, l.tmax, l.tmin);
+        l.tmax = L::Select(resumed, e.tmax[v], l.tmax);
       }
       ownDepths -= packet_walk_detail::KernelBytes(resumePushed);
       node = e.node;
