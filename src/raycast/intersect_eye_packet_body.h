@@ -80,16 +80,17 @@ struct EyeKernels {
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
         // NaN passes; the tests of t keep such lanes from being accepted.
+        // (P * Q first: it does not wait for R.)
         const V zero = L::Zero();
         const M pass = L::WhereNotBelow(
-            L::WhereNotBelow(L::WhereNotBelow(setLanes[v], L::Mul(R, P), zero), L::Mul(R, Q), zero), L::Mul(P, Q),
+            L::WhereNotBelow(L::WhereNotBelow(setLanes[v], L::Mul(P, Q), zero), L::Mul(R, P), zero), L::Mul(R, Q),
             zero);
-        if (L::NoLanes(pass)) continue;
-        // Approximate reciprocal, cleared where the lane failed, then one
-        // Newton step.
-        const V inverseD = NewtonStep<L>(L::Keep(pass, L::Rcp(D)), D);
+        if (L::kSkipsFailedTriangles && L::NoLanes(pass)) continue;
+        // Approximate reciprocal and one Newton step.  Lanes that failed are
+        // never accepted, so their reciprocals need not be cleared.
+        const V inverseD = NewtonStep<L>(L::Rcp(D), D);
         const V t = L::Mul(T, inverseD);
-        const M accept = L::WhereBelow(L::WhereBelow(pass, t, nearest[v]), zero, t);
+        const M accept = L::WhereBelow(L::WhereBelow(pass, zero, t), t, nearest[v]);
         nearest[v] = L::Select(accept, t, nearest[v]);
         nearestU[v] = L::Select(accept, L::Mul(P, inverseD), nearestU[v]);
         nearestV[v] = L::Select(accept, L::Mul(Q, inverseD), nearestV[v]);

@@ -13,6 +13,8 @@ struct Avx2Lanes {
   using M = V;  // lane masks: all ones or all zeros per lane
   static constexpr int32_t kLanes = 8;
   static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
+  // The leaf test skips a triangle that no lane passes with a branch.
+  static constexpr bool kSkipsFailedTriangles = true;
 
   static V Set1(float x) { return _mm256_set1_ps(x); }
   // Broadcast straight from memory: a load, where broadcasting a register

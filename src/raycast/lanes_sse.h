@@ -13,6 +13,8 @@ struct SseLanes {
   using M = V;  // lane masks: all ones or all zeros per lane
   static constexpr int32_t kLanes = 4;
   static constexpr int32_t kKernels = 1;  // four-ray kernels per vector
+  // The leaf test skips a triangle that no lane passes with a branch.
+  static constexpr bool kSkipsFailedTriangles = true;
 
   static V Set1(float x) { return _mm_set1_ps(x); }
   static V Broadcast(const float& x) { return _mm_set1_ps(x); }
