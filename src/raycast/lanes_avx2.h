@@ -42,6 +42,7 @@ struct Avx2Lanes {
   // not below).
   static M WhereBelow(M within, V a, V b) { return And(within, CmpLt(a, b)); }
   static M WhereNotBelow(M within, V a, V b) { return AndNot(CmpLt(a, b), within); }
+  static M WhereAtMost(M within, V a, V b) { return And(within, CmpLe(a, b)); }
   // Masks are all ones or all zeros per lane, so the sign bit decides.
   static V Select(V mask, V a, V b) { return _mm256_blendv_ps(b, a, mask); }
   static V Rcp(V a) { return _mm256_rcp_ps(a); }

@@ -47,6 +47,7 @@ struct Avx512Lanes {
   // not below): one compare under a mask, no mask operation.
   static M WhereBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LT_OS); }
   static M WhereNotBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_NLT_US); }
+  static M WhereAtMost(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LE_OS); }
   static V Select(M mask, V a, V b) { return _mm512_mask_blend_ps(mask, b, a); }
   static V Keep(M mask, V a) { return _mm512_maskz_mov_ps(mask, a); }  // a, 0.0 outside the mask
   static M SelectMask(M mask, M a, M b) { return Or(And(mask, a), AndNot(mask, b)); }

@@ -35,6 +35,7 @@ struct SseLanes {
   // not below).
   static M WhereBelow(M within, V a, V b) { return And(within, CmpLt(a, b)); }
   static M WhereNotBelow(M within, V a, V b) { return AndNot(CmpLt(a, b), within); }
+  static M WhereAtMost(M within, V a, V b) { return And(within, CmpLe(a, b)); }
   static V Select(V mask, V a, V b) { return ::Select(mask, a, b); }
   static V Rcp(V a) { return _mm_rcp_ps(a); }
   static V Load(const float* p) { return _mm_loadu_ps(p); }

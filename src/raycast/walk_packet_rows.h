@@ -89,22 +89,33 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
       const qelrKDNode* children = InteriorChildren(node);
       const qelrKDNode* nearNode = nearOffsets.Near(children, k);
       const qelrKDNode* farNode = nearOffsets.Far(children, k);
+      // Whether any kernel here goes near is read straight from the
+      // compares, so that the far-only case is known as early as can be.
       V t[kVectors] = {};
+      M nearLanes[kVectors];
+      bool nearAny = false;
+      for (int32_t v = 0; v < kVectors; ++v) {
+        const int32_t set = lanesOf(present, v);
+        if (set == 0) continue;
+        const PacketWalkLanes<L>& l = lanes[v];
+        t[v] = L::Mul(offset, l.inverse[k]);
+        nearLanes[v] = L::WhereAtMost(L::And(l.active, L::MaskFromBits(set)), l.tmin, t[v]);
+        nearAny |= !L::NoLanes(nearLanes[v]);
+      }
+      if (!nearAny) {
+        node = farNode;
+        continue;
+      }
       int32_t nearToo = 0, farToo = 0;
       for (int32_t v = 0; v < kVectors; ++v) {
         if (lanesOf(present, v) == 0) continue;
         const PacketWalkLanes<L>& l = lanes[v];
-        t[v] = L::Mul(offset, l.inverse[k]);
-        nearToo |= L::KernelsOfLanes(L::LaneBits(L::And(l.active, L::CmpLe(l.tmin, t[v])))) << (L::kLanes * v);
-        farToo |= L::KernelsOfLanes(L::LaneBits(L::And(l.active, L::CmpLe(t[v], l.tmax)))) << (L::kLanes * v);
+        nearToo |= L::KernelsOfLanes(L::LaneBits(nearLanes[v])) << (L::kLanes * v);
+        farToo |= L::KernelsOfLanes(L::LaneBits(L::WhereAtMost(l.active, t[v], l.tmax))) << (L::kLanes * v);
       }
       const int32_t farOnly = present & ~nearToo;
-      const int32_t pushed = present & nearToo & farToo;
-      const int32_t nearOnly = present & nearToo & ~farToo;
-      if ((nearOnly | pushed) == 0) {
-        node = farNode;
-        continue;
-      }
+      const int32_t pushed = nearToo & farToo;
+      const int32_t nearOnly = nearToo & ~farToo;
       // On to the near child.  Whether a kernel also goes to the far one
       // is no branch: the far child is written to the stack in any case
       // and kept only if some kernel goes there, and only the kernels that
