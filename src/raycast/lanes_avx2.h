@@ -38,8 +38,8 @@ struct Avx2Lanes {
   static V AndNot(V a, V b) { return _mm256_andnot_ps(a, b); }  // ~a & b
   static V CmpLt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LT_OS); }
   static V CmpLe(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LE_OS); }
-  // The lanes of `within` where a is below b, or where it is not (a NaN is
-  // not below).
+  // The lanes of `within` where a is below b, where it is not (a NaN is not
+  // below) and where it is at most b.
   static M WhereBelow(M within, V a, V b) { return And(within, CmpLt(a, b)); }
   static M WhereNotBelow(M within, V a, V b) { return AndNot(CmpLt(a, b), within); }
   static M WhereAtMost(M within, V a, V b) { return And(within, CmpLe(a, b)); }

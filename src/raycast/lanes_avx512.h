@@ -43,8 +43,8 @@ struct Avx512Lanes {
   static bool NoLanes(M m) { return _mm512_kortestz(m, m) != 0; }
   static M CmpLt(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LT_OS); }
   static M CmpLe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OS); }
-  // The lanes of `within` where a is below b, or where it is not (a NaN is
-  // not below): one compare under a mask, no mask operation.
+  // The lanes of `within` where a is below b, where it is not (a NaN is not
+  // below) and where it is at most b: one compare under a mask each.
   static M WhereBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LT_OS); }
   static M WhereNotBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_NLT_US); }
   static M WhereAtMost(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LE_OS); }

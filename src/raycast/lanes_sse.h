@@ -31,8 +31,8 @@ struct SseLanes {
   static V AndNot(V a, V b) { return _mm_andnot_ps(a, b); }  // ~a & b
   static V CmpLt(V a, V b) { return _mm_cmplt_ps(a, b); }
   static V CmpLe(V a, V b) { return _mm_cmple_ps(a, b); }
-  // The lanes of `within` where a is below b, or where it is not (a NaN is
-  // not below).
+  // The lanes of `within` where a is below b, where it is not (a NaN is not
+  // below) and where it is at most b.
   static M WhereBelow(M within, V a, V b) { return And(within, CmpLt(a, b)); }
   static M WhereNotBelow(M within, V a, V b) { return AndNot(CmpLt(a, b), within); }
   static M WhereAtMost(M within, V a, V b) { return And(within, CmpLe(a, b)); }
