@@ -120,8 +120,8 @@ inline typename L::V KernelRows(const float* plane, int64_t at, int32_t width, i
 // Sets up the kernels of the rows of a tile that hold rays of `octant`
 // (`rowLanes`: bit 4 * row + lane), all kernels of a vector at once: the
 // clip to the box and the starting values.  Returns the kernels that
-// started: those with a lane that enters the box.  A row whose kernel does
-// not start is left untouched.
+// started, those with a lane that enters the box, as all their lanes (bit
+// 4 * row + lane).  A row whose kernel does not start is left untouched.
 template <class L>
 int32_t StartKernels(const EyeBlock& b, int64_t tileStart, int32_t width, int32_t rowLanes, EyeKernels<L>& h,
                      PacketWalkLanes<L> walk[]) {
