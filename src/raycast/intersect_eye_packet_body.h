@@ -59,8 +59,8 @@ struct EyeKernels {
     int32_t sets[kVectors];
     M setLanes[kVectors];
     for (int32_t v = 0; v < kVectors; ++v) {
-      sets[v] = (kernels >> (L::kKernels * v)) & ((1 << L::kKernels) - 1);
-      setLanes[v] = L::KernelLanes(sets[v]);
+      sets[v] = (kernels >> (L::kLanes * v)) & ((1 << L::kLanes) - 1);
+      setLanes[v] = L::MaskFromBits(sets[v]);
     }
     // The results in locals for the leaf, so that they can stay in
     // registers from one triangle to the next.
@@ -80,16 +80,17 @@ struct EyeKernels {
         const V D = c.D, P = c.P, Q = c.Q, R = c.R, T = tri.T;
         // A lane passes unless one of R * P, R * Q, P * Q is below 0, so a
         // NaN passes; the tests of t keep such lanes from being accepted.
+        // (P * Q first: it does not wait for R.)
         const V zero = L::Zero();
-        const M anyNegative =
-            L::Or(L::Or(L::CmpLt(L::Mul(R, P), zero), L::CmpLt(L::Mul(R, Q), zero)), L::CmpLt(L::Mul(P, Q), zero));
-        const M pass = L::AndNot(anyNegative, setLanes[v]);
-        if (L::NoLanes(pass)) continue;
-        // Approximate reciprocal, cleared where the lane failed, then one
-        // Newton step.
-        const V inverseD = NewtonStep<L>(L::Keep(pass, L::Rcp(D)), D);
+        const M pass = L::WhereNotBelow(
+            L::WhereNotBelow(L::WhereNotBelow(setLanes[v], L::Mul(P, Q), zero), L::Mul(R, P), zero), L::Mul(R, Q),
+            zero);
+        if (L::kSkipsFailedTriangles && L::NoLanes(pass)) continue;
+        // Approximate reciprocal and one Newton step.  Lanes that failed are
+        // never accepted, so their reciprocals need not be cleared.
+        const V inverseD = NewtonStep<L>(L::Rcp(D), D);
         const V t = L::Mul(T, inverseD);
-        const M accept = L::And(pass, L::And(L::CmpLt(t, nearest[v]), L::CmpLt(zero, t)));
+        const M accept = L::WhereBelow(L::WhereBelow(pass, zero, t), t, nearest[v]);
         nearest[v] = L::Select(accept, t, nearest[v]);
         nearestU[v] = L::Select(accept, L::Mul(P, inverseD), nearestU[v]);
         nearestV[v] = L::Select(accept, L::Mul(Q, inverseD), nearestV[v]);
@@ -119,8 +120,8 @@ inline typename L::V KernelRows(const float* plane, int64_t at, int32_t width, i
 // Sets up the kernels of the rows of a tile that hold rays of `octant`
 // (`rowLanes`: bit 4 * row + lane), all kernels of a vector at once: the
 // clip to the box and the starting values.  Returns the kernels that
-// started: those with a lane that enters the box.  A row whose kernel does
-// not start is left untouched.
+// started, those with a lane that enters the box, as all their lanes (bit
+// 4 * row + lane).  A row whose kernel does not start is left untouched.
 template <class L>
 int32_t StartKernels(const EyeBlock& b, int64_t tileStart, int32_t width, int32_t rowLanes, EyeKernels<L>& h,
                      PacketWalkLanes<L> walk[]) {
@@ -141,11 +142,11 @@ int32_t StartKernels(const EyeBlock& b, int64_t tileStart, int32_t width, int32_
     w.tmax = L::Keep(laneMask, entryDist);
     ClipPacketLanesToBox<L>(b.context->pBound, b.eye, h.direction[v], w.tmin, w.tmax, w.inverse);
     w.active = L::CmpLt(w.tmin, w.tmax);
-    const int32_t started = L::KernelsWithAnyLane(L::LaneBits(w.active));
-    kernels |= started << first;
+    const int32_t started = L::KernelsOfLanes(L::LaneBits(w.active));
+    kernels |= started << (kLanesPerVector * v);
     // Lanes outside the mask, and kernels that did not start, get best
     // 0.0: they can accept nothing.
-    const M running = L::And(laneMask, L::KernelLanes(started));
+    const M running = L::And(laneMask, L::MaskFromBits(started));
     h.best[v] = L::Keep(running, entryDist);
     h.triangle[v] = L::Keep(running, KernelRows<L>(reinterpret_cast<const float*>(b.triangle), tileStart, width, first));
     h.hitU[v] = h.hitV[v] = L::Zero();
@@ -169,7 +170,7 @@ void TraceOctant(const EyeBlock& b, int64_t tileStart, int32_t width, const Tile
   if (kernels == 0) return;
   WalkPacketRows<L>(b.context->pRootNode, octant, b.eye, walk, kernels, h);
   for (int32_t row = 0; row < 4; ++row) {
-    if (((kernels >> row) & 1) == 0) continue;
+    if (((kernels >> (4 * row)) & 1) == 0) continue;
     const int32_t v = row / L::kKernels, j = row % L::kKernels;
     FinishKernel(b, tileStart + static_cast<int64_t>(row) * width, LaneMaskFromBits((rowLanes >> (4 * row)) & 0xF),
                  L::Part(h.best[v], j), L::Part(h.hitU[v], j), L::Part(h.hitV[v], j), L::Part(h.triangle[v], j));

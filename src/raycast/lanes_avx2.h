@@ -13,6 +13,8 @@ struct Avx2Lanes {
   using M = V;  // lane masks: all ones or all zeros per lane
   static constexpr int32_t kLanes = 8;
   static constexpr int32_t kKernels = 2;  // four-ray kernels per vector
+  // The leaf test skips a triangle that no lane passes with a branch.
+  static constexpr bool kSkipsFailedTriangles = true;
 
   static V Set1(float x) { return _mm256_set1_ps(x); }
   // Broadcast straight from memory: a load, where broadcasting a register
@@ -36,6 +38,11 @@ struct Avx2Lanes {
   static V AndNot(V a, V b) { return _mm256_andnot_ps(a, b); }  // ~a & b
   static V CmpLt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LT_OS); }
   static V CmpLe(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LE_OS); }
+  // The lanes of `within` where a is below b, where it is not (a NaN is not
+  // below) and where it is at most b.
+  static M WhereBelow(M within, V a, V b) { return And(within, CmpLt(a, b)); }
+  static M WhereNotBelow(M within, V a, V b) { return AndNot(CmpLt(a, b), within); }
+  static M WhereAtMost(M within, V a, V b) { return And(within, CmpLe(a, b)); }
   // Masks are all ones or all zeros per lane, so the sign bit decides.
   static V Select(V mask, V a, V b) { return _mm256_blendv_ps(b, a, mask); }
   static V Rcp(V a) { return _mm256_rcp_ps(a); }
@@ -53,15 +60,9 @@ struct Avx2Lanes {
   static M SelectMask(M mask, M a, M b) { return Select(mask, a, b); }
   static int32_t LaneBits(M mask) { return _mm256_movemask_ps(mask); }
 
-  // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`.
-  static int32_t KernelsWithAnyLane(int32_t laneBits) {
-    return static_cast<int32_t>((laneBits & 0xF) != 0) | (static_cast<int32_t>((laneBits >> 4) != 0) << 1);
-  }
-  // The lanes of the kernels in `kernelBits`, as bits and as a mask.
-  static int32_t KernelLaneBits(int32_t kernelBits) { return ((kernelBits & 1) * 0xF) | ((kernelBits & 2) * 0x78); }
-  static V KernelLanes(int32_t kernelBits) {
-    const __m256i bit = _mm256_setr_epi32(1, 1, 1, 1, 2, 2, 2, 2);
-    return _mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_and_si256(_mm256_set1_epi32(kernelBits), bit), bit));
+  // All lanes of the kernels that have a set lane in `laneBits`.
+  static int32_t KernelsOfLanes(int32_t laneBits) {
+    return ((laneBits & 0xF) != 0 ? 0xF : 0) | ((laneBits & 0xF0) != 0 ? 0xF0 : 0);
   }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.

@@ -15,6 +15,10 @@ struct Avx512Lanes {
   using M = __mmask16;  // lane masks: bit j for lane j
   static constexpr int32_t kLanes = 16;
   static constexpr int32_t kKernels = 4;  // four-ray kernels per vector
+  // The leaf test takes every triangle through the masked updates: with
+  // sixteen lanes a branch on whether any lane passes is mispredicted
+  // often enough to cost more than the updates.
+  static constexpr bool kSkipsFailedTriangles = false;
 
   static V Set1(float x) { return _mm512_set1_ps(x); }
   // Broadcast straight from memory: a load, where broadcasting a register
@@ -39,6 +43,11 @@ struct Avx512Lanes {
   static bool NoLanes(M m) { return _mm512_kortestz(m, m) != 0; }
   static M CmpLt(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LT_OS); }
   static M CmpLe(V a, V b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OS); }
+  // The lanes of `within` where a is below b, where it is not (a NaN is not
+  // below) and where it is at most b: one compare under a mask each.
+  static M WhereBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LT_OS); }
+  static M WhereNotBelow(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_NLT_US); }
+  static M WhereAtMost(M within, V a, V b) { return _mm512_mask_cmp_ps_mask(within, a, b, _CMP_LE_OS); }
   static V Select(M mask, V a, V b) { return _mm512_mask_blend_ps(mask, b, a); }
   static V Keep(M mask, V a) { return _mm512_maskz_mov_ps(mask, a); }  // a, 0.0 outside the mask
   static M SelectMask(M mask, M a, M b) { return Or(And(mask, a), AndNot(mask, b)); }
@@ -56,24 +65,14 @@ struct Avx512Lanes {
   static V Index(int32_t i) { return _mm512_castsi512_ps(_mm512_set1_epi32(i)); }
   static int32_t LaneBits(M mask) { return mask; }
 
-  // The kernels (bit j: kernel j of the vector) with a set lane in `laneBits`:
-  // each nibble folded to its low bit, and the four low bits gathered by a
-  // product whose partial sums never overlap.
-  static int32_t KernelsWithAnyLane(int32_t laneBits) {
+  // All lanes of the kernels that have a set lane in `laneBits`: each
+  // nibble's high bit set if any of its bits is (no carry leaves a
+  // nibble), then spread down over the nibble (no borrow crosses one).
+  static int32_t KernelsOfLanes(int32_t laneBits) {
     const uint32_t b = static_cast<uint32_t>(laneBits);
-    const uint32_t pairs = b | (b >> 1);
-    const uint32_t low = (pairs | (pairs >> 2)) & 0x1111u;
-    return static_cast<int32_t>(((low * 0x1248u) >> 12) & 0xFu);
+    const uint32_t high = (((b & 0x7777u) + 0x7777u) | b) & 0x8888u;
+    return static_cast<int32_t>(high | (high - (high >> 3)));
   }
-  // The lanes of the kernels in `kernelBits`, as bits and as a mask.
-  // (A table: the walk needs these on its critical path.)
-  static int32_t KernelLaneBits(int32_t kernelBits) {
-    static constexpr uint16_t kLanesOfKernels[16] = {
-        0x0000, 0x000F, 0x00F0, 0x00FF, 0x0F00, 0x0F0F, 0x0FF0, 0x0FFF,
-        0xF000, 0xF00F, 0xF0F0, 0xF0FF, 0xFF00, 0xFF0F, 0xFFF0, 0xFFFF};
-    return kLanesOfKernels[kernelBits & 0xF];
-  }
-  static M KernelLanes(int32_t kernelBits) { return static_cast<M>(KernelLaneBits(kernelBits)); }
 
   // The vector of kernels[0 .. kKernels), and kernel j of a vector.
   static V Join(const __m128* kernels) {

@@ -16,7 +16,11 @@
 //
 // The lanes type L (SseLanes, Avx2Lanes, Avx512Lanes) holds L::kKernels
 // kernels in a vector; kernel q is part q % kKernels of vector
-// q / kKernels.  Kernel sets are bit sets, bit q for kernel q.
+// q / kKernels.  A set of kernels is held as the lanes of its kernels
+// (bit 4q + j for lane j of kernel q), so that it turns into a lane mask,
+// and a lane mask into the set of kernels that it touches, in a few
+// integer operations: the walk's decisions at one node feed the next
+// node's through these.
 //
 // The policy supplies the leaf work:
 //   void VisitLeaf(const qelrKDNode* leaf, int32_t kernels)
@@ -30,24 +34,6 @@
 
 #include "kdtree/kd_block.h"
 #include "raycast/walk_single.h"
-
-// Each kernel's count of far children on its own stack, one byte per
-// kernel (the stack holds fewer than 256 entries), so that the counts of
-// all four move and are tested without a branch per kernel.
-namespace packet_walk_detail {
-
-// One in the byte of each kernel of `set`.
-inline uint32_t KernelBytes(int32_t set) { return (static_cast<uint32_t>(set) * 0x204081u) & 0x01010101u; }
-
-// The kernels whose byte of `counts` is not zero: each byte's high bit set
-// if any of its bits is, then the four high bits gathered by a product
-// whose partial sums never overlap.
-inline int32_t KernelsWithNonzeroByte(uint32_t counts) {
-  const uint32_t high = (((counts & 0x7F7F7F7Fu) + 0x7F7F7F7Fu) | counts) & 0x80808080u;
-  return static_cast<int32_t>((((high >> 7) * 0x01020408u) >> 24) & 0xFu);
-}
-
-}  // namespace packet_walk_detail
 
 // What the walk keeps of one vector of kernels: the inverse directions of
 // its lanes, their intervals and the lanes still taking part in the split
@@ -64,10 +50,9 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
                            int32_t kernels, Policy& policy) {
   using V = typename L::V;
   using M = typename L::M;
-  constexpr int32_t kPer = L::kKernels;
-  constexpr int32_t kVectors = 4 / kPer;
-  constexpr int32_t kWhole = (1 << kPer) - 1;
-  auto kernelsOf = [](int32_t set, int32_t v) { return (set >> (kPer * v)) & kWhole; };
+  constexpr int32_t kVectors = 4 / L::kKernels;
+  constexpr int32_t kWhole = (1 << L::kLanes) - 1;
+  auto lanesOf = [](int32_t set, int32_t v) { return (set >> (L::kLanes * v)) & kWhole; };
   // A vector whose kernels take no part in an update is skipped where
   // there are several vectors; with one, the masked update costs less than
   // a branch that is often mispredicted.
@@ -76,16 +61,22 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
   // A far child kept for later, with the kernels that go on there: those
   // that kept it on their own stacks (they resume with tmin = tmax and the
   // saved tmax) and those that went to the far side only (they resume with
-  // their interval as it was).
+  // their interval as it was).  `owners` holds the kernels that have this
+  // entry or one below it on their own stacks; the bottom slot holds no
+  // far child, only the empty set, so that a kernel's own stack is empty
+  // exactly when it is not in the top entry's owners.
   struct Entry {
     V tmax[kVectors];
     const qelrKDNode* node;
     int32_t pushed;
     int32_t farOnly;
+    int32_t owners;
   };
-  Entry stack[kWalkStackDepth + 1];  // a spare slot for a push that is not kept
+  // The bottom slot, the entries, and a spare slot for a push that is not
+  // kept.
+  Entry stack[kWalkStackDepth + 2];
+  stack[0].owners = 0;
   int32_t depth = 0;
-  uint32_t ownDepths = 0;  // a byte per kernel
   int32_t ended = 0;
   int32_t present = kernels;  // the kernels whose walks pass through `node`
   const qelrKDNode* node = root;
@@ -98,74 +89,84 @@ inline void WalkPacketRows(const qelrKDNode* root, int32_t octant, const float o
       const qelrKDNode* children = InteriorChildren(node);
       const qelrKDNode* nearNode = nearOffsets.Near(children, k);
       const qelrKDNode* farNode = nearOffsets.Far(children, k);
+      // Whether any kernel here goes near is read straight from the
+      // compares, so that the far-only case is known as early as can be.
       V t[kVectors] = {};
-      int32_t nearToo = 0, farToo = 0;
+      M nearLanes[kVectors];
+      bool nearAny = false;
       for (int32_t v = 0; v < kVectors; ++v) {
-        if (kernelsOf(present, v) == 0) continue;
+        const int32_t set = lanesOf(present, v);
+        if (set == 0) continue;
         const PacketWalkLanes<L>& l = lanes[v];
         t[v] = L::Mul(offset, l.inverse[k]);
-        nearToo |= L::KernelsWithAnyLane(L::LaneBits(L::And(l.active, L::CmpLe(l.tmin, t[v])))) << (kPer * v);
-        farToo |= L::KernelsWithAnyLane(L::LaneBits(L::And(l.active, L::CmpLe(t[v], l.tmax)))) << (kPer * v);
+        nearLanes[v] = L::WhereAtMost(L::And(l.active, L::MaskFromBits(set)), l.tmin, t[v]);
+        nearAny |= !L::NoLanes(nearLanes[v]);
       }
-      const int32_t farOnly = present & ~nearToo;
-      const int32_t pushed = present & nearToo & farToo;
-      const int32_t nearOnly = present & nearToo & ~farToo;
-      if ((nearOnly | pushed) == 0) {
+      if (!nearAny) {
         node = farNode;
         continue;
       }
+      int32_t nearToo = 0, farToo = 0;
+      for (int32_t v = 0; v < kVectors; ++v) {
+        if (lanesOf(present, v) == 0) continue;
+        const PacketWalkLanes<L>& l = lanes[v];
+        nearToo |= L::KernelsOfLanes(L::LaneBits(nearLanes[v])) << (L::kLanes * v);
+        farToo |= L::KernelsOfLanes(L::LaneBits(L::WhereAtMost(l.active, t[v], l.tmax))) << (L::kLanes * v);
+      }
+      const int32_t farOnly = present & ~nearToo;
+      const int32_t pushed = nearToo & farToo;
+      const int32_t nearOnly = nearToo & ~farToo;
       // On to the near child.  Whether a kernel also goes to the far one
       // is no branch: the far child is written to the stack in any case
       // and kept only if some kernel goes there, and only the kernels that
       // keep it on their own stacks narrow their intervals.
       const bool keep = (farOnly | pushed) != 0;
-      Entry& e = stack[depth];
+      Entry& e = stack[depth + 1];
       e.node = farNode;
       e.pushed = pushed;
       e.farOnly = farOnly;
+      e.owners = stack[depth].owners | pushed;
       for (int32_t v = 0; v < kVectors; ++v) e.tmax[v] = lanes[v].tmax;
       // A tree deeper than the stack is not a valid block; its far
       // children are dropped rather than written past the stack.
       depth += static_cast<int32_t>(keep & (depth < kWalkStackDepth));
       for (int32_t v = 0; v < kVectors; ++v) {
-        const int32_t set = kernelsOf(pushed, v);
+        const int32_t set = lanesOf(pushed, v);
         if (untouched(set)) continue;
         PacketWalkLanes<L>& l = lanes[v];
-        const M narrowed = L::KernelLanes(set);
+        const M narrowed = L::MaskFromBits(set);
         const V m = L::Min(l.tmax, t[v]);
         l.active = L::SelectMask(narrowed, L::And(l.active, L::CmpLe(l.tmin, m)), l.active);
         l.tmax = L::Select(narrowed, L::Max(m, l.tmin), l.tmax);
       }
-      ownDepths += packet_walk_detail::KernelBytes(pushed);
       present = nearOnly | pushed;
       node = nearNode;
     }
     policy.VisitLeaf(node, present);
-    const int32_t goOn = present & packet_walk_detail::KernelsWithNonzeroByte(ownDepths);
+    const int32_t goOn = present & stack[depth].owners;
     ended |= present & ~goOn;
     for (int32_t v = 0; v < kVectors; ++v) {
-      const int32_t set = kernelsOf(goOn, v);
+      const int32_t set = lanesOf(goOn, v);
       if (untouched(set)) continue;
       const M resume = policy.ResumeLanes(v, lanes[v].tmax);
-      lanes[v].active = L::SelectMask(L::KernelLanes(set), resume, lanes[v].active);
-      ended |= (set & ~L::KernelsWithAnyLane(L::LaneBits(resume))) << (kPer * v);
+      lanes[v].active = L::SelectMask(L::MaskFromBits(set), resume, lanes[v].active);
+      ended |= (set & ~L::KernelsOfLanes(L::LaneBits(resume))) << (L::kLanes * v);
     }
     // On to the latest far child that a kernel still goes to.
     for (;;) {
       if (depth == 0) return;
-      const Entry& e = stack[--depth];
+      const Entry& e = stack[depth--];
       const int32_t resumePushed = e.pushed & ~ended;
       present = (resumePushed | e.farOnly) & ~ended;
       if (present == 0) continue;
       for (int32_t v = 0; v < kVectors; ++v) {
-        const int32_t set = kernelsOf(resumePushed, v);
+        const int32_t set = lanesOf(resumePushed, v);
         if (untouched(set)) continue;
         PacketWalkLanes<L>& l = lanes[v];
-        const M resumed = L::KernelLanes(set);
+        const M resumed = L::MaskFromBits(set);
         l.tmin = L::Select(resumed, l.tmax, l.tmin);
         l.tmax = L::Select(resumed, e.tmax[v], l.tmax);
       }
-      ownDepths -= packet_walk_detail::KernelBytes(resumePushed);
       node = e.node;
       break;
     }
