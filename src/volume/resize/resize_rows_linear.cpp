@@ -230,20 +230,19 @@ void LinearDirectInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, c
   const float oneMinusZ = 1.0f - zWeight;
   const __m128 fz = _mm_set1_ps(zWeight), fz0 = _mm_set1_ps(oneMinusZ);
   for (int32_t r = 0; r < hi; ++r) {
-    const int32_t offset = rowOffsets[r];
-    const float* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    const FourSourceRows<float> rows(a, b, rowOffsets[r], rowStep);
     float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
     const float fy = yWeight[r];
     const __m128 weightY = _mm_set1_ps(fy);
     auto x = [&](int32_t k, int32_t i) {
-      return XColumns32f(_mm_loadu_ps(rows[k] + 2 * i), _mm_loadu_ps(rows[k] + 2 * i + 4), xWeight + i);
+      return XColumns32f(_mm_loadu_ps(rows.row[k] + 2 * i), _mm_loadu_ps(rows.row[k] + 2 * i + 4), xWeight + i);
     };
     int32_t i = 0;
     for (; i + 4 <= wi; i += 4)
       _mm_storeu_ps(out + i, Mix(Lerp(x(0, i), x(1, i), weightY), Lerp(x(2, i), x(3, i), weightY), fz0, fz));
     for (; i < wi; ++i) {
       float column[4];
-      for (int32_t k = 0; k < 4; ++k) column[k] = XColumn32f(rows[k] + 2 * i, xWeight[i]);
+      for (int32_t k = 0; k < 4; ++k) column[k] = XColumn32f(rows.row[k] + 2 * i, xWeight[i]);
       const float ya = column[0] + (column[1] - column[0]) * fy;
       const float yb = column[2] + (column[3] - column[2]) * fy;
       out[i] = ya * oneMinusZ + yb * zWeight;

@@ -84,6 +84,15 @@ void LinearBlendInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, fl
 // Destination row r of the hi rows reads source rows rowOffsets[r] and
 // rowOffsets[r] + rowStep of planes a and b (each pointing at the first
 // interior column's left tap); column i reads taps 2i and 2i + 1.
+// The four source rows that destination row r reads in the two kernels
+// below: rows rowOffsets[r] and rowOffsets[r] + rowStep of planes a and b.
+template <typename T>
+struct FourSourceRows {
+  const T* row[4];
+  FourSourceRows(const T* a, const T* b, int32_t offset, int32_t rowStep)
+      : row{a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)} {}
+};
+
 void LinearHalvingInterior(uint8_t* dst, int32_t dstStep, int32_t wi, int32_t hi, const uint8_t* a,
                            const uint8_t* b, const int32_t* rowOffsets, int32_t rowStep);
 void LinearHalvingInterior(uint16_t* dst, int32_t dstStep, int32_t wi, int32_t hi, const uint16_t* a,

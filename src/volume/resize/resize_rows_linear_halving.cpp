@@ -11,25 +11,17 @@
 
 namespace {
 
-// The four source rows of one destination row, each at its first tap.
 template <typename T>
-struct FourRows {
-  const T* row[4];
-
-  FourRows(const T* a, const T* b, int32_t offset, int32_t rowStep)
-      : row{a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)} {}
-
-  int32_t SumOfEight(int32_t i) const {
-    int32_t sum = 0;
-    for (const T* p : row) sum += p[2 * i] + p[2 * i + 1];
-    return sum;
-  }
-};
+int32_t SumOfEight(const FourSourceRows<T>& rows, int32_t i) {
+  int32_t sum = 0;
+  for (const T* p : rows.row) sum += p[2 * i] + p[2 * i + 1];
+  return sum;
+}
 
 __m128i Load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 
 // Sixteen 8u outputs: adjacent byte pairs summed to 16 bits.
-__m128i MeanBlock(const FourRows<uint8_t>& rows, int32_t i) {
+__m128i MeanBlock(const FourSourceRows<uint8_t>& rows, int32_t i) {
   const __m128i ones = _mm_set1_epi8(1);
   __m128i lo = _mm_set1_epi16(4), hi = lo;
   for (const uint8_t* p : rows.row) {
@@ -41,7 +33,7 @@ __m128i MeanBlock(const FourRows<uint8_t>& rows, int32_t i) {
 
 // Eight 16u outputs: adjacent sample pairs summed to 32 bits, packed back
 // through the signed range.
-__m128i MeanBlock(const FourRows<uint16_t>& rows, int32_t i) {
+__m128i MeanBlock(const FourSourceRows<uint16_t>& rows, int32_t i) {
   const __m128i low16 = _mm_set1_epi32(0xFFFF);
   __m128i lo = _mm_set1_epi32(4), hi = lo;
   for (const uint16_t* p : rows.row) {
@@ -60,11 +52,11 @@ void HalvingInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a
                      const int32_t* rowOffsets, int32_t rowStep) {
   constexpr int32_t kBlock = int32_t(16 / sizeof(T));
   for (int32_t r = 0; r < hi; ++r) {
-    const FourRows<T> rows(a, b, rowOffsets[r], rowStep);
+    const FourSourceRows<T> rows(a, b, rowOffsets[r], rowStep);
     T* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
     int32_t i = 0;
     for (; i + kBlock <= wi; i += kBlock) _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), MeanBlock(rows, i));
-    for (; i < wi; ++i) out[i] = static_cast<T>((rows.SumOfEight(i) + 4) >> 3);
+    for (; i < wi; ++i) out[i] = static_cast<T>((SumOfEight(rows, i) + 4) >> 3);
   }
 }
 

@@ -210,14 +210,13 @@ template <typename W, typename Store, typename T>
 void HalvingInterior(T* dst, int32_t dstStep, int32_t wi, int32_t hi, const T* a, const T* b,
                      const int32_t* rowOffsets, int32_t rowStep) {
   for (int32_t r = 0; r < hi; ++r) {
-    const int32_t offset = rowOffsets[r];
-    const T* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    const FourSourceRows<T> rows(a, b, rowOffsets[r], rowStep);
     T* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
     Store::template Run<int32_t(W::kBytes / sizeof(T))>(
         out, wi,
         [&](int32_t i, auto store) {
-          for (const T* row : rows) PrefetchAhead<W>(row + 2 * i);
-          decltype(store)::Put(out + i, W::HalvingBlock(rows, i));
+          for (const T* row : rows.row) PrefetchAhead<W>(row + 2 * i);
+          decltype(store)::Put(out + i, W::HalvingBlock(rows.row, i));
         },
         [&](int32_t i, int32_t count) {
           LinearHalvingInterior(out + i, 0, count, 1, a + 2 * i, b + 2 * i, rowOffsets + r, rowStep);
@@ -233,15 +232,14 @@ void DirectInterior(float* dst, int32_t dstStep, int32_t wi, int32_t hi, const f
                     float zWeight) {
   const auto fz = W::Set1(zWeight), fz0 = W::Set1(1.0f - zWeight);
   for (int32_t r = 0; r < hi; ++r) {
-    const int32_t offset = rowOffsets[r];
-    const float* const rows[4] = {a + offset, a + (offset + rowStep), b + offset, b + (offset + rowStep)};
+    const FourSourceRows<float> rows(a, b, rowOffsets[r], rowStep);
     float* out = dst + static_cast<ptrdiff_t>(r) * dstStep;
     const auto blendY = W::YPass(yWeight[r]);
-    auto x = [&](int32_t k, int32_t i) { return W::XBlock(rows[k] + 2 * i, xWeight + i); };
+    auto x = [&](int32_t k, int32_t i) { return W::XBlock(rows.row[k] + 2 * i, xWeight + i); };
     Store::template Run<int32_t(W::kBytes / sizeof(float))>(
         out, wi,
         [&](int32_t i, auto store) {
-          for (const float* row : rows) PrefetchAhead<W>(row + 2 * i);
+          for (const float* row : rows.row) PrefetchAhead<W>(row + 2 * i);
           decltype(store)::Put(out + i, W::Mix(blendY(x(0, i), x(1, i)), blendY(x(2, i), x(3, i)), fz0, fz));
         },
         [&](int32_t i, int32_t count) {
